@@ -1,0 +1,11 @@
+# SANITIZE=address,undefined or SANITIZE=thread applies to every target.
+if(SANITIZE)
+  if(SANITIZE MATCHES "thread" AND SANITIZE MATCHES "address")
+    message(FATAL_ERROR "thread and address sanitizers cannot be combined")
+  endif()
+  add_compile_options(-fsanitize=${SANITIZE} -fno-omit-frame-pointer -g)
+  add_link_options(-fsanitize=${SANITIZE})
+  if(SANITIZE MATCHES "undefined")
+    add_compile_options(-fno-sanitize-recover=undefined)
+  endif()
+endif()
