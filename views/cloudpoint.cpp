@@ -1,0 +1,3 @@
+#include "cloudpoint.h"
+
+CloudPoint::CloudPoint(QWidget* parent) : QVTKOpenGLNativeWidget(parent) {}
