@@ -3,11 +3,11 @@
 // history) so tests can check content exactly.
 #pragma once
 
-#include "CameraSettings.h"
-
 #include <cstdint>
 #include <memory>
 #include <vector>
+
+#include "CameraSettings.h"
 
 namespace d3sim {
 
@@ -24,12 +24,12 @@ struct Extrinsics {
 
 struct FrameSet {
     uint32_t frameId = 0;
-    uint64_t timestampUs = 0;            // sensor time of the exposure
-    std::vector<uint16_t> depth;         // 640x480, mm, 0 = no measurement
-    std::vector<uint8_t> ir;             // 640x480, amplitude after gamma
-    std::vector<uint16_t> amplitude;     // 640x480, raw amplitude (the second 16-bit image)
-    int rgbWidth = 0, rgbHeight = 0;     // 0 for models without colour
-    std::vector<uint8_t> rgb;            // rgbWidth*rgbHeight*3, R,G,B
+    uint64_t timestampUs = 0;         // sensor time of the exposure
+    std::vector<uint16_t> depth;      // 640x480, mm, 0 = no measurement
+    std::vector<uint8_t> ir;          // 640x480, amplitude after gamma
+    std::vector<uint16_t> amplitude;  // 640x480, raw amplitude (the second 16-bit image)
+    int rgbWidth = 0, rgbHeight = 0;  // 0 for models without colour
+    std::vector<uint8_t> rgb;         // rgbWidth*rgbHeight*3, R,G,B
 };
 
 class FrameGenerator {
@@ -39,7 +39,7 @@ public:
     ~FrameGenerator();
 
     Intrinsics tofIntrinsics() const;
-    Intrinsics rgbIntrinsics() const;     // zeros for models without colour
+    Intrinsics rgbIntrinsics() const;  // zeros for models without colour
     Extrinsics rgbExtrinsics() const;
     int rgbWidth() const;
     int rgbHeight() const;
@@ -53,6 +53,14 @@ public:
     // Exposure chosen by auto exposure for the last frame (equals the manual
     // exposure when auto exposure is off).
     int effectiveExposureUs() const;
+    // Exposure the colour camera used for the last frame (auto or manual,
+    // after the frame-rate cap); 0 for models without colour.
+    int effectiveRgbExposureUs() const;
+
+    // Noise-free planar depth (mm) at each ToF pixel centre for frame
+    // `frameNo`: no wrapping, edge mixing, multipath or noise; 0 where a ray
+    // hits nothing. For checks against the known scene geometry (Scene.h).
+    void renderGroundTruth(uint64_t frameNo, std::vector<float>& depthMm) const;
 
 private:
     struct Impl;
