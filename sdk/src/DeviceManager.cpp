@@ -1,273 +1,238 @@
-// Placeholder until the network implementation lands: behaves as a machine
-// with no camera on its network. Searches find nothing; device calls report
-// that no session is open.
+// Session and discovery operations of the SDK.
 #include "d3_sdk/DeviceManager.h"
 
-struct DeviceManager::Impl {};
+#include "DeviceManagerImpl.h"
+#include "Discovery.h"
+
+#include <random>
+
+using d3proto::Command;
+using d3proto::Json;
+using d3sdk::Session;
+
+namespace {
+
+std::string randomClientId() {
+    std::random_device rd;
+    char buf[17];
+    std::snprintf(buf, sizeof buf, "%08x%08x", rd(), rd());
+    return buf;
+}
+
+bool looksLikeIpv4(const std::string& s) {
+    uint32_t ip;
+    return d3proto::parseIpv4(s, ip);
+}
+
+// "serial:ip", a bare address or a bare serial -> the camera's discovery
+// answer. Asking the address directly also tells us its control port and
+// confirms the serial; a bare serial needs a broadcast search.
+ReturnCode locate(const std::string& device, d3proto::DeviceInfo& out) {
+    std::string serial, ip;
+    const auto colon = device.rfind(':');
+    if (colon != std::string::npos) {
+        serial = device.substr(0, colon);
+        ip = device.substr(colon + 1);
+    } else if (looksLikeIpv4(device)) {
+        ip = device;
+    } else {
+        serial = device;
+    }
+    if (!ip.empty() && !looksLikeIpv4(ip)) return INVALID_PARAMETER;
+    const uint16_t port = d3sdk::discoveryPort();
+    const auto wait = std::chrono::milliseconds(300);
+    std::vector<d3proto::DeviceInfo> found;
+    if (!ip.empty()) found = d3sdk::discover({ip}, port, wait, 1);
+    // The camera may have moved (new address, DHCP): look for its serial.
+    if (found.empty() && !serial.empty()) found = d3sdk::discover(d3sdk::broadcastAddresses(), port, wait);
+    for (const auto& d : found) {
+        if (!serial.empty() && d.serial != serial) continue;
+        out = d;
+        if (!ip.empty() && d.ip != ip && found.size() == 1 && serial.empty()) out.ip = ip;
+        return SUCCESS;
+    }
+    return ip.empty() ? DEVICE_NOT_FOUND : INIT_NETWORK_FAILED;
+}
+
+}  // namespace
+
+DeviceManager::Impl* DeviceManager::Impl::instance = nullptr;
+
+DeviceManager::Impl::Impl() : clientId(randomClientId()) {
+    instance = this;
+}
+
+DeviceManager::Impl& DeviceManager::Impl::of(DeviceManager&) {
+    return *instance;
+}
+
+std::shared_ptr<Session> DeviceManager::Impl::current() {
+    std::lock_guard<std::mutex> lock(mutex);
+    return session;
+}
+
+ReturnCode DeviceManager::Impl::require(std::shared_ptr<Session>& out) {
+    out = current();
+    if (!out) return NOT_CONNECTED;
+    if (out->lost()) return NETWORK_ERROR;
+    return SUCCESS;
+}
+
+void DeviceManager::Impl::notifyLost(const std::string& serial, const std::string& message) {
+    std::function<void(std::string, std::string, void*)> cb;
+    void* user;
+    {
+        std::lock_guard<std::mutex> lock(mutex);
+        cb = callback;
+        user = callbackUser;
+    }
+    if (cb) cb(serial, message, user);
+}
 
 DeviceManager::DeviceManager() : impl_(new Impl) {}
-DeviceManager::~DeviceManager() = default;
+
+DeviceManager::~DeviceManager() {
+    DisconnectFromDevice();
+}
 
 DeviceManager& DeviceManager::GetInstance() {
     static DeviceManager instance;
     return instance;
 }
 
-ReturnCode DeviceManager::SetTimeout(unsigned int) {
+ReturnCode DeviceManager::SetTimeout(unsigned int ms) {
+    if (ms == 0) return INVALID_PARAMETER;
+    impl_->timeoutMs = ms;
     return SUCCESS;
 }
 
-void DeviceManager::RegisterNetworkMonitoringCallback(std::function<void(std::string, std::string, void*)>, void*) {
+void DeviceManager::RegisterNetworkMonitoringCallback(std::function<void(std::string, std::string, void*)> cb,
+                                                      void* user) {
+    std::lock_guard<std::mutex> lock(impl_->mutex);
+    impl_->callback = std::move(cb);
+    impl_->callbackUser = user;
 }
 
 std::vector<std::string> DeviceManager::FindDevices() {
-    return {};
+    std::vector<std::string> out;
+    for (const auto& d : d3sdk::discover(d3sdk::broadcastAddresses(), d3sdk::discoveryPort(),
+                                         std::chrono::milliseconds(300)))
+        out.push_back(d.serial + ":" + d.ip);
+    return out;
 }
 
-ReturnCode DeviceManager::InitDevice(const std::string&, bool) {
-    return NOT_CONNECTED;
+ReturnCode DeviceManager::InitDevice(const std::string& device, bool tcp) {
+    {
+        std::lock_guard<std::mutex> lock(impl_->mutex);
+        if (impl_->session && !impl_->session->lost()) return ALREADY_CONNECTED;
+    }
+    // A session whose link died is replaced without ceremony.
+    DisconnectFromDevice();
+    // The UDP stream is not served by cameras of this protocol version.
+    if (!tcp) return NOT_SUPPORTED;
+
+    d3proto::DeviceInfo info;
+    const ReturnCode found = locate(device, info);
+    if (found != SUCCESS) return found;
+    Impl* impl = impl_.get();
+    auto session = std::make_shared<Session>([impl] { return impl->timeout(); },
+                                             [impl](const std::string& sn, const std::string& msg) {
+                                                 impl->notifyLost(sn, msg);
+                                             });
+    const ReturnCode rc = session->open(info, impl_->clientId);
+    if (rc != SUCCESS) {
+        session->close();
+        return rc;
+    }
+    std::lock_guard<std::mutex> lock(impl_->mutex);
+    if (impl_->session) return ALREADY_CONNECTED;  // another thread won the race; ours closes on return
+    impl_->session = std::move(session);
+    impl_->lastSerial = info.serial;
+    impl_->lastIp = info.ip;
+    impl_->lastTcp = tcp;
+    return SUCCESS;
 }
 
 ReturnCode DeviceManager::DisconnectFromDevice() {
-    return NOT_CONNECTED;
+    std::shared_ptr<Session> s;
+    {
+        std::lock_guard<std::mutex> lock(impl_->mutex);
+        s.swap(impl_->session);
+    }
+    if (!s) return NOT_CONNECTED;
+    // Outside the lock: closing joins the monitor thread, whose callback may
+    // call back into us.
+    s->close();
+    return SUCCESS;
 }
 
-ReturnCode DeviceManager::ReconnectDevice(unsigned int) {
-    return NOT_CONNECTED;
+ReturnCode DeviceManager::ReconnectDevice(unsigned int ms) {
+    std::string serial, ip;
+    bool tcp;
+    {
+        std::lock_guard<std::mutex> lock(impl_->mutex);
+        serial = impl_->lastSerial;
+        ip = impl_->lastIp;
+        tcp = impl_->lastTcp;
+    }
+    if (serial.empty()) return NOT_CONNECTED;
+    DisconnectFromDevice();
+    const unsigned saved = impl_->timeoutMs;
+    if (ms) impl_->timeoutMs = ms;
+    // The last address first; when the camera is not there any more (new
+    // address), the search by serial finds it.
+    const ReturnCode rc = InitDevice(serial + ":" + ip, tcp);
+    impl_->timeoutMs = saved;
+    return rc == INIT_NETWORK_FAILED || rc == DEVICE_NOT_FOUND ? NETWORK_ERROR : rc;
 }
 
-ReturnCode DeviceManager::GetDeviceSN(std::string&) {
-    return NOT_CONNECTED;
+ReturnCode DeviceManager::GetDeviceSN(std::string& sn) {
+    std::shared_ptr<Session> s;
+    const ReturnCode rc = impl_->require(s);
+    if (rc == SUCCESS) sn = s->info().serial;
+    return rc;
 }
 
-ReturnCode DeviceManager::GetVersion(std::string&, std::string&) {
-    return NOT_CONNECTED;
+ReturnCode DeviceManager::GetVersion(std::string& firmware, std::string& device) {
+    std::shared_ptr<Session> s;
+    const ReturnCode rc = impl_->require(s);
+    if (rc != SUCCESS) return rc;
+    firmware = s->info().firmwareVersion;
+    device = s->info().deviceVersion;
+    return SUCCESS;
 }
 
-ReturnCode DeviceManager::GetImageInfo(int&, int&) {
-    return NOT_CONNECTED;
+ReturnCode DeviceManager::GetImageInfo(int& width, int& height) {
+    std::shared_ptr<Session> s;
+    const ReturnCode rc = impl_->require(s);
+    if (rc != SUCCESS) return rc;
+    width = s->calibration().image.rgbWidth;
+    height = s->calibration().image.rgbHeight;
+    return SUCCESS;
 }
 
-ReturnCode DeviceManager::IsRgbDevice(bool&) {
-    return NOT_CONNECTED;
+ReturnCode DeviceManager::IsRgbDevice(bool& rgb) {
+    std::shared_ptr<Session> s;
+    const ReturnCode rc = impl_->require(s);
+    if (rc == SUCCESS) rgb = s->hasRgb();
+    return rc;
 }
 
-ReturnCode DeviceManager::GetTofCameraIntrinsicParam(CameraIntrinsicParam&) {
-    return NOT_CONNECTED;
+ReturnCode DeviceManager::GetTofCameraIntrinsicParam(CameraIntrinsicParam& param) {
+    std::shared_ptr<Session> s;
+    const ReturnCode rc = impl_->require(s);
+    if (rc == SUCCESS) param = s->calibration().tof;
+    return rc;
 }
 
 ReturnCode DeviceManager::StartStream() {
-    return NOT_CONNECTED;
+    std::shared_ptr<Session> s;
+    const ReturnCode rc = impl_->require(s);
+    return rc == SUCCESS ? s->startStream() : rc;
 }
 
 ReturnCode DeviceManager::StopStream() {
-    return NOT_CONNECTED;
-}
-
-ReturnCode DeviceManager::ConvertDepthToRgbEnable(bool) {
-    return NOT_CONNECTED;
-}
-
-ReturnCode DeviceManager::ConvertRgbToDepthEnable(bool) {
-    return NOT_CONNECTED;
-}
-
-ReturnCode DeviceManager::GetTofData(DataContainer<uint16_t>*, DataContainer<PointXYZ>*, DataContainer<uint8_t>*, DataContainer<uint16_t>*) {
-    return NOT_CONNECTED;
-}
-
-ReturnCode DeviceManager::GetRgbTofData(DataContainer<RGB888Pixel>*, DataContainer<uint16_t>*, DataContainer<PointXYZ>*, DataContainer<uint8_t>*, DataContainer<uint16_t>*) {
-    return NOT_CONNECTED;
-}
-
-ReturnCode DeviceManager::GetRgbToDepthData(DataContainer<RGB888Pixel>&, DataContainer<PointXYZRGBI>*, DataContainer<PointXYZ>*, DataContainer<uint16_t>*, DataContainer<RGB888Pixel>*, DataContainer<uint8_t>*, DataContainer<uint16_t>*) {
-    return NOT_CONNECTED;
-}
-
-ReturnCode DeviceManager::GetDepthToRgbData(DataContainer<uint16_t>&, DataContainer<PointXYZRGBI>*, DataContainer<PointXYZ>*, DataContainer<RGB888Pixel>*, DataContainer<uint16_t>*, DataContainer<uint8_t>*, DataContainer<uint16_t>*) {
-    return NOT_CONNECTED;
-}
-
-ReturnCode DeviceManager::SetTofCameraExposureTime(int) {
-    return NOT_CONNECTED;
-}
-
-ReturnCode DeviceManager::GetTofCameraExposureTime(int&) {
-    return NOT_CONNECTED;
-}
-
-ReturnCode DeviceManager::SetTofCameraAutoExposure() {
-    return NOT_CONNECTED;
-}
-
-ReturnCode DeviceManager::GetTofCameraExposureMode(ExposureMode&) {
-    return NOT_CONNECTED;
-}
-
-ReturnCode DeviceManager::SetSingleIntegralMode() {
-    return NOT_CONNECTED;
-}
-
-ReturnCode DeviceManager::SetHDR(bool) {
-    return NOT_CONNECTED;
-}
-
-ReturnCode DeviceManager::GetHDR(bool&) {
-    return NOT_CONNECTED;
-}
-
-ReturnCode DeviceManager::SetFrameRate(int) {
-    return NOT_CONNECTED;
-}
-
-ReturnCode DeviceManager::GetFrameRate(int&) {
-    return NOT_CONNECTED;
-}
-
-ReturnCode DeviceManager::SetIRGMMGain(int) {
-    return NOT_CONNECTED;
-}
-
-ReturnCode DeviceManager::GetIRGMMGain(int&) {
-    return NOT_CONNECTED;
-}
-
-ReturnCode DeviceManager::SetTriggerMode(TriggerMode) {
-    return NOT_CONNECTED;
-}
-
-ReturnCode DeviceManager::GetTriggerMode(TriggerMode&) {
-    return NOT_CONNECTED;
-}
-
-ReturnCode DeviceManager::SoftTrigger() {
-    return NOT_CONNECTED;
-}
-
-ReturnCode DeviceManager::SetDelayHardTriggerTime(int, int) {
-    return NOT_CONNECTED;
-}
-
-ReturnCode DeviceManager::GetDelayHardTriggerTime(int&, int&) {
-    return NOT_CONNECTED;
-}
-
-ReturnCode DeviceManager::SetTofFrequencyMode(FrequencyMode) {
-    return NOT_CONNECTED;
-}
-
-ReturnCode DeviceManager::GetTofFrequencyMode(FrequencyMode&) {
-    return NOT_CONNECTED;
-}
-
-ReturnCode DeviceManager::SetTimeMedianFilter(bool) {
-    return NOT_CONNECTED;
-}
-
-ReturnCode DeviceManager::SetTimeMedianFilter(FilterParam) {
-    return NOT_CONNECTED;
-}
-
-ReturnCode DeviceManager::GetTimeMedianFilter(FilterParam&) {
-    return NOT_CONNECTED;
-}
-
-ReturnCode DeviceManager::SetFlyPixeFilter(bool) {
-    return NOT_CONNECTED;
-}
-
-ReturnCode DeviceManager::SetFlyPixeFilter(FilterParam) {
-    return NOT_CONNECTED;
-}
-
-ReturnCode DeviceManager::GetFlyPixeFilter(FilterParam&) {
-    return NOT_CONNECTED;
-}
-
-ReturnCode DeviceManager::SetConfidenceFilter(bool) {
-    return NOT_CONNECTED;
-}
-
-ReturnCode DeviceManager::SetConfidenceFilter(FilterParam) {
-    return NOT_CONNECTED;
-}
-
-ReturnCode DeviceManager::GetConfidenceFilter(FilterParam&) {
-    return NOT_CONNECTED;
-}
-
-ReturnCode DeviceManager::SetSpatialFilter(bool) {
-    return NOT_CONNECTED;
-}
-
-ReturnCode DeviceManager::SetSpatialFilter(FilterParam) {
-    return NOT_CONNECTED;
-}
-
-ReturnCode DeviceManager::GetSpatialFilter(FilterParam&) {
-    return NOT_CONNECTED;
-}
-
-ReturnCode DeviceManager::SetRgbCameraExposureMode(ExposureMode) {
-    return NOT_CONNECTED;
-}
-
-ReturnCode DeviceManager::GetRgbCameraExposureMode(ExposureMode&) {
-    return NOT_CONNECTED;
-}
-
-ReturnCode DeviceManager::SetRgbCameraExposureTime(int) {
-    return NOT_CONNECTED;
-}
-
-ReturnCode DeviceManager::GetRgbCameraExposureTime(int&) {
-    return NOT_CONNECTED;
-}
-
-ReturnCode DeviceManager::SetRgbCameraGain(int) {
-    return NOT_CONNECTED;
-}
-
-ReturnCode DeviceManager::GetRgbCameraGain(int&) {
-    return NOT_CONNECTED;
-}
-
-ReturnCode DeviceManager::SetRgbCameraContrastRatio(int) {
-    return NOT_CONNECTED;
-}
-
-ReturnCode DeviceManager::GetRgbCameraContrastRatio(int&) {
-    return NOT_CONNECTED;
-}
-
-ReturnCode DeviceManager::SaveConfigureInfo() {
-    return NOT_CONNECTED;
-}
-
-ReturnCode DeviceManager::DeleteConfigureInfo() {
-    return NOT_CONNECTED;
-}
-
-ReturnCode DeviceManager::RecoveryDefaultConfigure() {
-    return NOT_CONNECTED;
-}
-
-ReturnCode DeviceManager::SetNetworkMode(const NetworkMode&) {
-    return NOT_CONNECTED;
-}
-
-bool DeviceManager::SaveAsPLYFile(const std::string&, DataContainer<PointXYZ>&, bool) {
-    return false;
-}
-
-bool DeviceManager::SaveAsPLYFile(const std::string&, DataContainer<PointXYZRGBI>&, bool) {
-    return false;
-}
-
-std::string DeviceManager::GetReturnCodeDescriptor(ReturnCode code) {
-    switch (code) {
-        case SUCCESS: return "success";
-        case NOT_CONNECTED: return "no device is connected";
-        default: return "error " + std::to_string(int(code));
-    }
+    std::shared_ptr<Session> s;
+    const ReturnCode rc = impl_->require(s);
+    return rc == SUCCESS ? s->stopStream() : rc;
 }

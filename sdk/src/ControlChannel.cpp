@@ -1,0 +1,153 @@
+#include "ControlChannel.h"
+
+#include <future>
+
+namespace d3sdk {
+
+using asio::ip::tcp;
+using Clock = std::chrono::steady_clock;
+
+namespace {
+constexpr int32_t kNetworkError = 33;
+constexpr int32_t kTimeout = d3proto::status::kTimeout;
+}  // namespace
+
+ControlChannel::ControlChannel() : socket_(io_) {}
+
+ControlChannel::~ControlChannel() {
+    close();
+}
+
+bool ControlChannel::connect(const std::string& ip, uint16_t port, std::chrono::milliseconds timeout) {
+    asio::error_code ec;
+    const auto addr = asio::ip::make_address_v4(ip, ec);
+    if (ec) return false;
+    // Connect asynchronously so the attempt is bounded by our timeout rather
+    // than the kernel's (minutes for an address nobody answers).
+    bool done = false;
+    asio::error_code result = asio::error::timed_out;
+    socket_.async_connect(tcp::endpoint(addr, port), [&](const asio::error_code& e) {
+        done = true;
+        result = e;
+    });
+    io_.run_for(timeout);
+    if (!done) {
+        socket_.close(ec);
+        io_.run();  // completes the aborted handler before our locals go away
+    }
+    io_.restart();
+    if (result) {
+        broken_ = true;
+        return false;
+    }
+    socket_.set_option(tcp::no_delay(true), ec);
+    {
+        std::lock_guard<std::mutex> lock(stateMutex_);
+        lastReceived_ = Clock::now();
+    }
+    broken_ = false;
+    readHeader();
+    thread_ = std::thread([this] { io_.run(); });
+    return true;
+}
+
+void ControlChannel::close() {
+    if (thread_.joinable()) {
+        asio::post(io_, [this] {
+            asio::error_code ec;
+            socket_.shutdown(tcp::socket::shutdown_both, ec);
+            socket_.close(ec);
+        });
+        thread_.join();
+    }
+    io_.restart();
+    fail();
+}
+
+void ControlChannel::fail() {
+    broken_ = true;
+    replied_.notify_all();
+}
+
+Clock::time_point ControlChannel::lastReceived() const {
+    std::lock_guard<std::mutex> lock(stateMutex_);
+    return lastReceived_;
+}
+
+void ControlChannel::readHeader() {
+    asio::async_read(socket_, asio::buffer(header_), [this](const asio::error_code& ec, size_t) {
+        if (ec || d3proto::decodeHeader(header_, sizeof header_, d3proto::kMaxControlPayload, current_) !=
+                      d3proto::DecodeResult::Ok) {
+            // A stream we cannot parse cannot be resynchronised: drop it.
+            return fail();
+        }
+        payload_.resize(current_.payloadLength);
+        readPayload();
+    });
+}
+
+void ControlChannel::readPayload() {
+    asio::async_read(socket_, asio::buffer(payload_), [this](const asio::error_code& ec, size_t) {
+        if (ec) return fail();
+        {
+            std::lock_guard<std::mutex> lock(stateMutex_);
+            lastReceived_ = Clock::now();
+            if (current_.type == d3proto::MessageType::Reply && current_.requestId == waitingFor_ && !haveReply_) {
+                haveReply_ = true;
+                replyStatus_ = current_.status;
+                replyPayload_.swap(payload_);
+            }
+        }
+        replied_.notify_all();
+        readHeader();
+    });
+}
+
+void ControlChannel::writeNext() {
+    // A timed-out request's bytes may still be on their way; queueing keeps
+    // the next request from overwriting them mid-write.
+    asio::async_write(socket_, asio::buffer(writeQueue_.front()), [this](const asio::error_code& ec, size_t) {
+        if (ec) return fail();
+        writeQueue_.pop_front();
+        if (!writeQueue_.empty()) writeNext();
+    });
+}
+
+int32_t ControlChannel::request(d3proto::Command cmd, const d3proto::Json& args, d3proto::Json* reply,
+                                std::chrono::milliseconds timeout) {
+    std::unique_lock<std::timed_mutex> one(requestMutex_, std::defer_lock);
+    const auto deadline = Clock::now() + timeout;
+    // Waiting for the previous request counts against this one's timeout.
+    if (!one.try_lock_until(deadline)) return kTimeout;
+    if (broken_ || !thread_.joinable()) return kNetworkError;
+
+    std::vector<uint8_t> msg;
+    uint32_t id;
+    {
+        std::lock_guard<std::mutex> lock(stateMutex_);
+        id = nextId_++;
+        waitingFor_ = id;
+        haveReply_ = false;
+    }
+    msg = d3proto::makeMessage(d3proto::MessageType::Request, uint16_t(cmd), id, 0,
+                               args.is_null() ? std::string() : d3proto::dump(args));
+    // Writes happen on the io thread, which also reads: the socket is never
+    // used from two threads at once.
+    asio::post(io_, [this, m = std::move(msg)]() mutable {
+        writeQueue_.push_back(std::move(m));
+        if (writeQueue_.size() == 1) writeNext();
+    });
+
+    std::unique_lock<std::mutex> lock(stateMutex_);
+    replied_.wait_until(lock, deadline, [&] { return haveReply_ || broken_; });
+    waitingFor_ = 0;
+    if (!haveReply_) return broken_ ? kNetworkError : kTimeout;
+    if (reply) {
+        *reply = d3proto::Json::object();
+        if (!replyPayload_.empty() && !d3proto::parseJsonObject(replyPayload_.data(), replyPayload_.size(), *reply))
+            return d3proto::status::kProtocolError;
+    }
+    return replyStatus_;
+}
+
+}  // namespace d3sdk

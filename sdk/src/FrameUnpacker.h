@@ -1,0 +1,22 @@
+// Frame payload (as received, either transport) -> Frame ready for copying.
+#pragma once
+
+#include "FrameExchange.h"
+#include "JpegDecoder.h"
+
+#include <cstddef>
+#include <cstdint>
+
+namespace d3sdk {
+
+class FrameUnpacker {
+public:
+    // False when the payload is malformed or its JPEG does not decode; `out`
+    // is then unspecified and must not be published.
+    bool unpack(const uint8_t* payload, size_t size, Frame& out);
+
+private:
+    JpegDecoder jpeg_;
+};
+
+}  // namespace d3sdk

@@ -1,0 +1,100 @@
+// PLY export of point clouds. Binary files are little endian whatever the
+// host, and hold x y z as float (plus red green blue intensity as uchar for
+// coloured points), which every common point cloud reader understands.
+#include "d3_sdk/DeviceManager.h"
+
+#include <cstdio>
+#include <cstring>
+#include <memory>
+#include <string>
+#include <vector>
+
+namespace {
+
+struct FileCloser {
+    void operator()(FILE* f) const { std::fclose(f); }
+};
+using File = std::unique_ptr<FILE, FileCloser>;
+
+void putFloatLE(std::vector<char>& buf, float v) {
+    uint32_t bits;
+    std::memcpy(&bits, &v, 4);
+    for (int k = 0; k < 4; ++k) buf.push_back(char((bits >> (8 * k)) & 0xff));
+}
+
+bool hasColour(const PointXYZ&) { return false; }
+bool hasColour(const PointXYZRGBI&) { return true; }
+
+void appendBinary(std::vector<char>& buf, const PointXYZ& p) {
+    putFloatLE(buf, p.x);
+    putFloatLE(buf, p.y);
+    putFloatLE(buf, p.z);
+}
+
+void appendBinary(std::vector<char>& buf, const PointXYZRGBI& p) {
+    putFloatLE(buf, p.x);
+    putFloatLE(buf, p.y);
+    putFloatLE(buf, p.z);
+    buf.push_back(char(p.r));
+    buf.push_back(char(p.g));
+    buf.push_back(char(p.b));
+    buf.push_back(char(p.i));
+}
+
+int formatAscii(char* s, size_t n, const PointXYZ& p) {
+    return std::snprintf(s, n, "%.7g %.7g %.7g\n", double(p.x), double(p.y), double(p.z));
+}
+
+int formatAscii(char* s, size_t n, const PointXYZRGBI& p) {
+    return std::snprintf(s, n, "%.7g %.7g %.7g %u %u %u %u\n", double(p.x), double(p.y), double(p.z), unsigned(p.r),
+                         unsigned(p.g), unsigned(p.b), unsigned(p.i));
+}
+
+template <typename P>
+bool writePly(const std::string& path, const DataContainer<P>& cloud, bool binary) {
+    const size_t total = size_t(cloud.rows()) * cloud.cols();
+    const P* pts = cloud.data();
+    size_t count = 0;
+    for (size_t i = 0; i < total; ++i) count += pts[i].z > 0;
+
+    File f(std::fopen(path.c_str(), "wb"));
+    if (!f) return false;
+    std::string header = "ply\nformat ";
+    header += binary ? "binary_little_endian 1.0\n" : "ascii 1.0\n";
+    header += "comment units mm\nelement vertex " + std::to_string(count) + "\n";
+    header += "property float x\nproperty float y\nproperty float z\n";
+    if (hasColour(P{}))
+        header += "property uchar red\nproperty uchar green\nproperty uchar blue\nproperty uchar intensity\n";
+    header += "end_header\n";
+    if (std::fwrite(header.data(), 1, header.size(), f.get()) != header.size()) return false;
+
+    // Write in blocks: one fwrite per point is several times slower.
+    std::vector<char> buf;
+    buf.reserve(1 << 20);
+    char line[128];
+    for (size_t i = 0; i < total; ++i) {
+        if (!(pts[i].z > 0)) continue;
+        if (binary) {
+            appendBinary(buf, pts[i]);
+        } else {
+            const int n = formatAscii(line, sizeof line, pts[i]);
+            buf.insert(buf.end(), line, line + n);
+        }
+        if (buf.size() > (1 << 20) - 128) {
+            if (std::fwrite(buf.data(), 1, buf.size(), f.get()) != buf.size()) return false;
+            buf.clear();
+        }
+    }
+    if (!buf.empty() && std::fwrite(buf.data(), 1, buf.size(), f.get()) != buf.size()) return false;
+    return std::fclose(f.release()) == 0;
+}
+
+}  // namespace
+
+bool DeviceManager::SaveAsPLYFile(const std::string& path, DataContainer<PointXYZ>& points, bool binary) {
+    return writePly(path, points, binary);
+}
+
+bool DeviceManager::SaveAsPLYFile(const std::string& path, DataContainer<PointXYZRGBI>& points, bool binary) {
+    return writePly(path, points, binary);
+}

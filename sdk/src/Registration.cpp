@@ -1,0 +1,144 @@
+#include "Registration.h"
+
+#include <algorithm>
+#include <cmath>
+#include <cstring>
+
+namespace d3sdk {
+
+void Registration::configure(const CameraIntrinsicParam& tof, unsigned tofWidth, unsigned tofHeight,
+                             const CameraIntrinsicParam& rgb, unsigned rgbWidth, unsigned rgbHeight,
+                             const Extrinsics& ext) {
+    tof_.configure(tof, tofWidth, tofHeight);
+    rgbRays_.configure(rgb, rgbWidth, rgbHeight);
+    rgbK_ = rgb;
+    rgbW_ = rgbWidth;
+    rgbH_ = rgbHeight;
+    ext_ = ext;
+    footprint_ = tof.fx > 0 ? rgb.fx / tof.fx : 1.0f;
+    source_.resize(size_t(rgbWidth) * rgbHeight);
+}
+
+bool Registration::project(unsigned u, unsigned v, uint16_t d, float& ur, float& vr, float& zr) const {
+    const float z = float(d);
+    const float x = tof_.rayX(u) * z;
+    const float y = tof_.rayY(v) * z;
+    const float* r = ext_.r;
+    const float qx = r[0] * x + r[1] * y + r[2] * z + ext_.t[0];
+    const float qy = r[3] * x + r[4] * y + r[5] * z + ext_.t[1];
+    const float qz = r[6] * x + r[7] * y + r[8] * z + ext_.t[2];
+    if (qz < 1.0f) return false;  // behind or on the colour camera
+    const float iz = 1.0f / qz;
+    ur = rgbK_.fx * qx * iz + rgbK_.cx;
+    vr = rgbK_.fy * qy * iz + rgbK_.cy;
+    zr = qz;
+    return true;
+}
+
+void Registration::depthToRgb(const uint16_t* depth, uint16_t* out) {
+    std::memset(out, 0, size_t(rgbW_) * rgbH_ * sizeof(uint16_t));
+    const unsigned w = tof_.width(), h = tof_.height();
+    const int maxU = int(rgbW_) - 1, maxV = int(rgbH_) - 1;
+    uint32_t* src = source_.data();
+    for (unsigned v = 0; v < h; ++v) {
+        for (unsigned u = 0; u < w; ++u) {
+            const uint32_t i = v * w + u;
+            const uint16_t d = depth[i];
+            if (d == 0) continue;
+            float ur, vr, zr;
+            if (!project(u, v, d, ur, vr, zr)) continue;
+            // Half the side of the square this depth pixel covers in the
+            // colour image, a little enlarged so neighbours overlap instead
+            // of leaving one-pixel cracks; bounded so a wild point cannot
+            // paint a large patch.
+            const float half = std::clamp(0.55f * footprint_ * float(d) / zr, 0.5f, 4.0f);
+            const int u0 = std::max(0, int(std::ceil(ur - half)));
+            const int u1 = std::min(maxU, int(std::floor(ur + half)));
+            const int v0 = std::max(0, int(std::ceil(vr - half)));
+            const int v1 = std::min(maxV, int(std::floor(vr + half)));
+            if (u0 > u1 || v0 > v1) continue;
+            const uint16_t zq = uint16_t(std::min(65535.0f, zr + 0.5f));
+            for (int y = v0; y <= v1; ++y) {
+                uint16_t* row = out + size_t(y) * rgbW_;
+                uint32_t* srow = src + size_t(y) * rgbW_;
+                for (int x = u0; x <= u1; ++x) {
+                    if (row[x] == 0 || zq < row[x]) {
+                        row[x] = zq;
+                        srow[x] = i;
+                    }
+                }
+            }
+        }
+    }
+}
+
+void Registration::rgbToDepth(const uint16_t* depth, const uint16_t* zbuffer, const RGB888Pixel* rgb,
+                              RGB888Pixel* out) const {
+    const unsigned w = tof_.width(), h = tof_.height();
+    for (unsigned v = 0; v < h; ++v) {
+        for (unsigned u = 0; u < w; ++u) {
+            const uint32_t i = v * w + u;
+            out[i] = RGB888Pixel{0, 0, 0};
+            const uint16_t d = depth[i];
+            float ur, vr, zr;
+            if (d == 0 || !project(u, v, d, ur, vr, zr)) continue;
+            const long x = std::lround(ur), y = std::lround(vr);
+            if (x < 0 || y < 0 || x >= long(rgbW_) || y >= long(rgbH_)) continue;
+            const size_t j = size_t(y) * rgbW_ + size_t(x);
+            // The colour camera sees something nearer here: this surface is
+            // hidden from it and its colour would belong to the occluder.
+            // The margin absorbs depth noise between neighbouring pixels.
+            const float nearest = float(zbuffer[j]);
+            if (nearest > 0 && zr > nearest + 10.0f + 0.03f * nearest) continue;
+            out[i] = rgb[j];
+        }
+    }
+}
+
+unsigned Registration::colouredTofPoints(const uint16_t* depth, const RGB888Pixel* colour, const uint8_t* ir,
+                                         PointXYZRGBI* out) const {
+    const unsigned w = tof_.width(), h = tof_.height();
+    unsigned valid = 0;
+    for (unsigned v = 0; v < h; ++v) {
+        const float ry = tof_.rayY(v);
+        for (unsigned u = 0; u < w; ++u) {
+            const size_t i = size_t(v) * w + u;
+            const float z = float(depth[i]);
+            PointXYZRGBI& p = out[i];
+            p.x = tof_.rayX(u) * z;
+            p.y = ry * z;
+            p.z = z;
+            p.r = colour[i].r;
+            p.g = colour[i].g;
+            p.b = colour[i].b;
+            p.i = ir ? ir[i] : 0;
+            valid += depth[i] != 0;
+        }
+    }
+    return valid;
+}
+
+unsigned Registration::colouredRgbPoints(const uint16_t* registered, const RGB888Pixel* rgb, const uint8_t* ir,
+                                         PointXYZRGBI* out) const {
+    unsigned valid = 0;
+    for (unsigned v = 0; v < rgbH_; ++v) {
+        const float ry = rgbRays_.rayY(v);
+        for (unsigned u = 0; u < rgbW_; ++u) {
+            const size_t i = size_t(v) * rgbW_ + u;
+            const uint16_t d = registered[i];
+            const float z = float(d);
+            PointXYZRGBI& p = out[i];
+            p.x = rgbRays_.rayX(u) * z;
+            p.y = ry * z;
+            p.z = z;
+            p.r = rgb[i].r;
+            p.g = rgb[i].g;
+            p.b = rgb[i].b;
+            p.i = (d != 0 && ir) ? ir[source_[i]] : 0;
+            valid += d != 0;
+        }
+    }
+    return valid;
+}
+
+}  // namespace d3sdk

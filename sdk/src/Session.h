@@ -1,0 +1,98 @@
+// One open camera: control channel, stream receiver, calibration, link
+// monitor, and the buffers frame calls convert into.
+#pragma once
+
+#include "ControlChannel.h"
+#include "FrameExchange.h"
+#include "PointProjector.h"
+#include "Registration.h"
+#include "StreamReceiver.h"
+#include "d3_protocol/Payloads.h"
+#include "d3_sdk/DeviceManager.h"
+
+#include <atomic>
+#include <chrono>
+#include <condition_variable>
+#include <functional>
+#include <memory>
+#include <mutex>
+#include <string>
+#include <thread>
+#include <vector>
+
+namespace d3sdk {
+
+struct Calibration {
+    d3proto::ImageInfo image;
+    CameraIntrinsicParam tof{};
+    CameraIntrinsicParam rgb{};
+    Extrinsics extrinsics;
+};
+
+class Session {
+public:
+    using LinkLost = std::function<void(const std::string& serial, const std::string& message)>;
+    using TimeoutFn = std::function<std::chrono::milliseconds()>;
+
+    Session(TimeoutFn timeout, LinkLost onLost);
+    ~Session();
+    Session(const Session&) = delete;
+    Session& operator=(const Session&) = delete;
+
+    // Opens control and stream to the camera described by `info`.
+    ReturnCode open(const d3proto::DeviceInfo& info, const std::string& clientId);
+    // Ends the session politely (CloseSession) and stops every thread.
+    void close();
+
+    const d3proto::DeviceInfo& info() const { return info_; }
+    const Calibration& calibration() const { return cal_; }
+    bool hasRgb() const { return cal_.image.rgb; }
+    bool lost() const { return lost_; }
+    bool streaming() const { return streaming_; }
+
+    // One control request; 33 once the link is lost.
+    ReturnCode request(d3proto::Command cmd, const d3proto::Json& args = {}, d3proto::Json* reply = nullptr);
+    ReturnCode startStream();
+    ReturnCode stopStream();
+
+    StreamReceiver& stream() { return stream_; }
+
+    // Waits for the next frame not yet delivered and runs `use` on it while
+    // no other reader can interfere. SUCCESS, TIMEOUT, NOT_STREAMING or 33.
+    ReturnCode withNextFrame(const std::function<void(const Frame&)>& use);
+
+    // Frame conversions, valid inside withNextFrame().
+    void points(const Frame& f, DataContainer<PointXYZ>& out);
+    void depthToRgb(const Frame& f, DataContainer<uint16_t>& out, DataContainer<PointXYZRGBI>* rgbPoints);
+    void rgbToDepth(const Frame& f, DataContainer<RGB888Pixel>& out, DataContainer<PointXYZRGBI>* rgbPoints);
+
+private:
+    void monitor();
+    void declareLost(const std::string& why);
+    bool configureRegistration(const Frame& f);
+
+    TimeoutFn timeout_;
+    LinkLost onLost_;
+    d3proto::DeviceInfo info_;
+    Calibration cal_;
+    int heartbeatMs_ = 1000;
+    int silenceMs_ = 3000;
+
+    ControlChannel control_;
+    FrameExchange exchange_;
+    StreamReceiver stream_{exchange_};
+    std::atomic<bool> streaming_{false};
+    std::atomic<bool> lost_{false};
+
+    std::thread monitor_;
+    std::mutex monitorMutex_;
+    std::condition_variable monitorWake_;
+    bool stopping_ = false;
+
+    std::timed_mutex readMutex_;  // one reader of frames and conversion buffers
+    PointProjector projector_;
+    Registration registration_;
+    std::vector<uint16_t> zbuffer_;
+};
+
+}  // namespace d3sdk

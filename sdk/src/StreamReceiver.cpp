@@ -1,0 +1,173 @@
+#include "StreamReceiver.h"
+
+#include "d3_protocol/Commands.h"
+#include "d3_protocol/Payloads.h"
+
+namespace d3sdk {
+
+using asio::ip::tcp;
+using Clock = std::chrono::steady_clock;
+
+StreamReceiver::StreamReceiver(FrameExchange& exchange) : exchange_(exchange), socket_(io_) {}
+
+StreamReceiver::~StreamReceiver() {
+    close();
+}
+
+int32_t StreamReceiver::open(const std::string& ip, uint16_t port, uint32_t token, std::chrono::milliseconds timeout) {
+    asio::error_code ec;
+    const auto addr = asio::ip::make_address_v4(ip, ec);
+    if (ec) return 33;
+    const auto attach = d3proto::makeMessage(d3proto::MessageType::Request, uint16_t(d3proto::Command::AttachStream),
+                                             1, 0, d3proto::dump(d3proto::Json{{"token", token}}));
+    // Connect, attach and read the reply as one bounded exchange on this
+    // thread; the receive thread starts only once the camera has accepted us.
+    int32_t status = 5;
+    bool finished = false;
+    socket_.async_connect(tcp::endpoint(addr, port), [&](const asio::error_code& e) {
+        if (e) {
+            status = 33;
+            finished = true;
+            return;
+        }
+        asio::async_write(socket_, asio::buffer(attach), [&](const asio::error_code& e2, size_t) {
+            if (e2) {
+                status = 33;
+                finished = true;
+                return;
+            }
+            asio::async_read(socket_, asio::buffer(header_), [&](const asio::error_code& e3, size_t) {
+                finished = true;
+                if (e3) {
+                    status = 33;
+                } else if (d3proto::decodeHeader(header_, sizeof header_, d3proto::kMaxControlPayload, current_) !=
+                               d3proto::DecodeResult::Ok ||
+                           current_.type != d3proto::MessageType::Reply) {
+                    status = d3proto::status::kProtocolError;
+                } else {
+                    status = current_.status;
+                    finished = current_.payloadLength == 0;
+                    if (!finished) {
+                        // An error text may follow; read and drop it.
+                        payload_.resize(current_.payloadLength);
+                        asio::async_read(socket_, asio::buffer(payload_),
+                                         [&](const asio::error_code&, size_t) { finished = true; });
+                    }
+                }
+            });
+        });
+    });
+    const auto deadline = Clock::now() + timeout;
+    while (!finished && Clock::now() < deadline && !io_.stopped()) io_.run_one_until(deadline);
+    if (!finished) {
+        socket_.close(ec);
+        io_.run();  // let aborted handlers finish while their captures are alive
+    }
+    io_.restart();
+    if (!finished || status != d3proto::status::kSuccess) {
+        socket_.close(ec);
+        broken_ = true;
+        return finished ? status : 5;
+    }
+    socket_.set_option(asio::socket_base::receive_buffer_size(8 << 20), ec);
+    broken_ = false;
+    resetStats();
+    readHeader();
+    thread_ = std::thread([this] { io_.run(); });
+    return status;
+}
+
+void StreamReceiver::close() {
+    if (thread_.joinable()) {
+        asio::post(io_, [this] {
+            asio::error_code ec;
+            socket_.shutdown(tcp::socket::shutdown_both, ec);
+            socket_.close(ec);
+        });
+        thread_.join();
+    }
+    io_.restart();
+    broken_ = true;
+}
+
+void StreamReceiver::fail() {
+    broken_ = true;
+}
+
+Clock::time_point StreamReceiver::lastReceived() const {
+    std::lock_guard<std::mutex> lock(statsMutex_);
+    return lastReceived_;
+}
+
+void StreamReceiver::readHeader() {
+    asio::async_read(socket_, asio::buffer(header_), [this](const asio::error_code& ec, size_t) {
+        if (ec || d3proto::decodeHeader(header_, sizeof header_, d3proto::kMaxStreamPayload, current_) !=
+                      d3proto::DecodeResult::Ok)
+            return fail();
+        firstByte_ = Clock::now();
+        payload_.resize(current_.payloadLength);
+        readPayload();
+    });
+}
+
+void StreamReceiver::readPayload() {
+    asio::async_read(socket_, asio::buffer(payload_), [this](const asio::error_code& ec, size_t) {
+        if (ec) return fail();
+        {
+            std::lock_guard<std::mutex> lock(statsMutex_);
+            lastReceived_ = Clock::now();
+            stats_.bytesReceived += d3proto::kHeaderSize + payload_.size();
+        }
+        if (current_.type == d3proto::MessageType::Event && current_.command == uint16_t(d3proto::Command::FrameEvent))
+            onFrame();
+        // Calibration events repeat what the control connection reported at
+        // session start; other events are for later protocol versions.
+        readHeader();
+    });
+}
+
+void StreamReceiver::onFrame() {
+    Frame& slot = exchange_.back();
+    const bool ok = unpacker_.unpack(payload_.data(), payload_.size(), slot);
+    if (ok) slot.arrived = Clock::now();
+    const bool overwritten = ok && exchange_.publish();
+    std::lock_guard<std::mutex> lock(statsMutex_);
+    if (!ok) {
+        ++stats_.framesDropped;
+        return;
+    }
+    const double ms = std::chrono::duration<double, std::milli>(slot.arrived - firstByte_).count();
+    // Gaps in frame ids are frames the camera skipped because we were slow.
+    if (haveLastId_ && slot.frameId > stats_.lastFrameId + 1) stats_.framesDropped += slot.frameId - stats_.lastFrameId - 1;
+    haveLastId_ = true;
+    stats_.lastFrameId = slot.frameId;
+    ++stats_.framesComplete;
+    if (overwritten) ++stats_.framesDropped;
+    unpackMsSum_ += ms;
+    if (ms > stats_.maxUnpackMs) stats_.maxUnpackMs = ms;
+}
+
+void StreamReceiver::noteDelivered() {
+    std::lock_guard<std::mutex> lock(statsMutex_);
+    ++stats_.framesDelivered;
+}
+
+StreamStats StreamReceiver::stats() const {
+    std::lock_guard<std::mutex> lock(statsMutex_);
+    StreamStats s = stats_;
+    s.meanUnpackMs = s.framesComplete ? unpackMsSum_ / double(s.framesComplete) : 0.0;
+    s.seconds = std::chrono::duration<double>(Clock::now() - statsStart_).count();
+    return s;
+}
+
+void StreamReceiver::resetStats() {
+    std::lock_guard<std::mutex> lock(statsMutex_);
+    const uint32_t last = stats_.lastFrameId;
+    stats_ = StreamStats{};
+    stats_.lastFrameId = last;
+    unpackMsSum_ = 0;
+    statsStart_ = Clock::now();
+    lastReceived_ = statsStart_;
+}
+
+}  // namespace d3sdk
