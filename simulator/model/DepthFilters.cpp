@@ -112,16 +112,20 @@ void flyingPixelFilter(uint16_t* depth, float thresholdPercent, std::vector<uint
     const uint16_t* src = scratch.data();
     const float frac = thresholdPercent / 100.0f;
     // A missing neighbour is not evidence of a jump, so it never removes a pixel.
-    auto jumps = [](int d, int n, int limit) { return n != 0 && std::abs(d - n) > limit; };
-    for (int y = 0; y < kH; ++y)
-        for (int x = 0; x < kW; ++x) {
+    auto differs = [](int d, int n, int limit) { return n != 0 && std::abs(d - n) > limit; };
+    auto behind = [](int d, int n, int limit) { return n != 0 && d - n > limit; };
+    for (int y = 1; y + 1 < kH; ++y)
+        for (int x = 1; x + 1 < kW; ++x) {
             const size_t i = static_cast<size_t>(y) * kW + x;
             const int d = src[i];
             if (d == 0) continue;
             const int limit = static_cast<int>(frac * d);
-            const bool horizontal = x > 0 && x + 1 < kW && jumps(d, src[i - 1], limit) && jumps(d, src[i + 1], limit);
-            const bool vertical = y > 0 && y + 1 < kH && jumps(d, src[i - kW], limit) && jumps(d, src[i + kW], limit);
-            if (horizontal || vertical) depth[i] = 0;
+            const int l = src[i - 1], r = src[i + 1], u = src[i - kW], b = src[i + kW];
+            const bool floating =
+                behind(d, l, limit) || behind(d, r, limit) || behind(d, u, limit) || behind(d, b, limit);
+            const bool spike =
+                (differs(d, l, limit) && differs(d, r, limit)) || (differs(d, u, limit) && differs(d, b, limit));
+            if (floating || spike) depth[i] = 0;
         }
 }
 

@@ -29,10 +29,11 @@ private:
 // missing pixel stays missing. `scratch` is reused between frames.
 void spatialMedian(uint16_t* depth, int kernel, std::vector<uint16_t>& scratch);
 
-// Removes a pixel when both neighbours along a row or along a column differ
-// from it by more than `thresholdPercent` of its depth: a pixel floating
-// between a foreground and a background (or a lone spike). A pixel on the
-// near or far side of an edge still agrees with one neighbour and stays.
+// Removes pixels whose depth jumps by more than `thresholdPercent` of their
+// depth: a pixel lying behind a neighbour (a blend of a foreground and the
+// background, floating off the object's silhouette) or differing from both
+// neighbours along a row or column (a lone spike). The nearest pixel of an
+// object's silhouette stays, so objects keep their size.
 void flyingPixelFilter(uint16_t* depth, float thresholdPercent, std::vector<uint16_t>& scratch);
 
 // Removes pixels whose amplitude is below the threshold.

@@ -12,6 +12,8 @@ constexpr float kInvTwoPi = 1.0f / kTwoPi;
 // A pixel whose neighbour differs by more than this fraction of its depth sees
 // two surfaces at once, so it is supersampled and its phasors mixed.
 constexpr float kEdgeFraction = 0.05f;
+constexpr int kFootprintSamples = 4;
+constexpr float kFootprintOffsets[kFootprintSamples] = {-0.75f, -0.25f, 0.25f, 0.75f};
 // Light bouncing once off the floor onto the wall (and back) near their corner.
 constexpr float kMultipathGain = 0.3f;
 constexpr float kMultipathReachMm = 200.0f;
@@ -123,11 +125,15 @@ void TofSensor::buildReturns(const Scene& scene, const Rect& r, Returns& out) co
             }
             returns.clear();
             if (edge) {
-                // Four sub-pixel rays stand in for the pixel's footprint.
-                for (int s = 0; s < 4; ++s) {
-                    const Vec3 d = rayAt(u + ((s & 1) ? 0.25f : -0.25f), v + ((s & 2) ? 0.25f : -0.25f));
+                // A 4x4 grid of rays over the pixel's footprint, which the lens
+                // blur widens to two pixels: both pixels next to an edge mix.
+                for (int s = 0; s < kFootprintSamples * kFootprintSamples; ++s) {
+                    const float su = kFootprintOffsets[s % kFootprintSamples];
+                    const float sv = kFootprintOffsets[s / kFootprintSamples];
+                    const Vec3 d = rayAt(u + su, v + sv);
                     Hit h;
-                    if (scene.intersect({0, 0, 0}, d, h)) addReturns(h, d, 0.25f, returns);
+                    if (scene.intersect({0, 0, 0}, d, h))
+                        addReturns(h, d, 1.0f / (kFootprintSamples * kFootprintSamples), returns);
                 }
             } else if (hits[bi].surface != Surface::None) {
                 addReturns(hits[bi], rayAt(static_cast<float>(u), static_cast<float>(v)), 1.0f, returns);
