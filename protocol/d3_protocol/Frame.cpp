@@ -25,16 +25,17 @@ void encodeFrameHeader(const FrameHeader& h, uint8_t* out) {
     putU32(out + 44, h.exposureUs);
 }
 
-void encodeFrame(FrameHeader h, const uint16_t* depth, const uint8_t* ir, const uint16_t* amplitude, const uint8_t* rgb,
-                 std::vector<uint8_t>& out) {
+size_t encodeFrame(FrameHeader h, const uint16_t* depth, const uint8_t* ir, const uint16_t* amplitude,
+                   const uint8_t* rgb, std::vector<uint8_t>& out, size_t offset) {
     const size_t pixels = size_t(h.tofWidth) * h.tofHeight;
     h.depthBytes = uint32_t(pixels * 2);
     h.irBytes = uint32_t(pixels);
     h.amplitudeBytes = uint32_t(pixels * 2);
     if (!rgb) h.rgbBytes = 0;
-    out.resize(kFrameHeaderSize + h.depthBytes + h.irBytes + h.amplitudeBytes + h.rgbBytes);
-    encodeFrameHeader(h, out.data());
-    uint8_t* p = out.data() + kFrameHeaderSize;
+    const size_t size = kFrameHeaderSize + h.depthBytes + h.irBytes + h.amplitudeBytes + h.rgbBytes;
+    out.resize(offset + size);
+    encodeFrameHeader(h, out.data() + offset);
+    uint8_t* p = out.data() + offset + kFrameHeaderSize;
     std::memcpy(p, depth, h.depthBytes);
     p += h.depthBytes;
     std::memcpy(p, ir, h.irBytes);
@@ -42,6 +43,7 @@ void encodeFrame(FrameHeader h, const uint16_t* depth, const uint8_t* ir, const 
     std::memcpy(p, amplitude, h.amplitudeBytes);
     p += h.amplitudeBytes;
     if (h.rgbBytes) std::memcpy(p, rgb, h.rgbBytes);
+    return size;
 }
 
 const char* toString(FrameDecodeResult r) {

@@ -47,10 +47,12 @@ struct FrameView {
 
 void encodeFrameHeader(const FrameHeader& h, uint8_t* out);
 
-// Writes header and sections into `out` (resized, capacity kept). Depth and
-// amplitude hold tofWidth*tofHeight samples; rgb holds rgbBytes bytes or is null.
-void encodeFrame(FrameHeader h, const uint16_t* depth, const uint8_t* ir, const uint16_t* amplitude, const uint8_t* rgb,
-                 std::vector<uint8_t>& out);
+// Writes header and sections into `out` from `offset` on (resized, capacity
+// kept; a sender can leave room for a message header in front). Depth and
+// amplitude hold tofWidth*tofHeight samples; rgb holds rgbBytes bytes or is
+// null. Returns the payload size.
+size_t encodeFrame(FrameHeader h, const uint16_t* depth, const uint8_t* ir, const uint16_t* amplitude,
+                   const uint8_t* rgb, std::vector<uint8_t>& out, size_t offset = 0);
 
 enum class FrameDecodeResult { Ok, Truncated, BadSize, BadEncoding, LengthMismatch };
 const char* toString(FrameDecodeResult r);

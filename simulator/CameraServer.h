@@ -1,0 +1,77 @@
+// One simulated camera on the network: discovery, control and stream sockets
+// around a Camera. Tests start it in-process on a loopback address; d3sim runs
+// several of them.
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <string>
+
+#include "Camera.h"
+
+namespace d3sim {
+
+struct ServerConfig {
+    std::string address = "127.0.0.2";  // the camera's own IPv4 address (a stored network setting wins)
+    char model = '3';                   // model digit '0'..'4'
+    std::string serial;                 // empty: derived from model and address (index 8 = model digit)
+    std::string stateDir;               // empty: nothing persisted beyond the process
+    uint16_t discoveryPort = 48600;
+    uint16_t controlPort = 48601;
+    uint16_t streamPort = 48602;
+    int fps = 0;  // > 0: initial frame rate instead of the default/stored one
+    uint64_t seed = 1;
+    int heartbeatTimeoutMs = 3000;  // silence after which a session ends
+    int rebootMs = 2000;            // time the camera stays away after a rebooting command
+    int jpegQuality = 85;
+};
+
+class CameraServer {
+public:
+    explicit CameraServer(ServerConfig config);
+    ~CameraServer();  // stops
+
+    CameraServer(const CameraServer&) = delete;
+    CameraServer& operator=(const CameraServer&) = delete;
+
+    // Binds discovery, control and stream sockets and starts the threads.
+    // False (with a reason in lastError()) when an address or port cannot be bound.
+    bool start();
+    // Ends any session, closes every socket and joins every thread. Idempotent.
+    void stop();
+    bool running() const;
+    std::string lastError() const;
+
+    Camera& camera();
+    const ServerConfig& config() const;
+    // The address currently served (changes after SetNetworkMode + reboot).
+    std::string address() const;
+    std::string serial() const;
+    // "serial:ip", the form the SDK's device list uses.
+    std::string deviceString() const;
+
+    // One edge on the hardware trigger input (trigger modes 2 and 3).
+    void hardwareTrigger();
+
+    // Blocks until no reboot is in progress or the timeout passes; true when up.
+    bool waitUntilUp(int timeoutMs);
+
+    struct Stats {
+        uint64_t framesSent = 0;
+        uint64_t framesDropped = 0;  // produced while the previous frame was still being written
+        uint64_t sessionsOpened = 0;
+        uint64_t sessionsTimedOut = 0;
+        uint64_t repliesFromCache = 0;
+        uint64_t reboots = 0;
+        double renderMsTotal = 0;  // frame generation
+        double encodeMsTotal = 0;  // JPEG + frame payload
+    };
+    Stats stats() const;
+
+    struct Impl;
+
+private:
+    std::unique_ptr<Impl> impl_;
+};
+
+}  // namespace d3sim

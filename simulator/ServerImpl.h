@@ -1,0 +1,113 @@
+// Internals of CameraServer, shared by its source files (lifecycle and
+// discovery, sessions, frame pump). Members marked "io" are only touched on the
+// io thread; the frame pump thread uses the ones marked "pump".
+#pragma once
+
+#include <asio.hpp>
+#include <atomic>
+#include <chrono>
+#include <condition_variable>
+#include <deque>
+#include <mutex>
+#include <random>
+#include <set>
+#include <thread>
+
+#include "CameraServer.h"
+#include "Connection.h"
+#include "JpegEncoder.h"
+
+namespace d3sim {
+
+using Clock = std::chrono::steady_clock;
+
+struct CameraServer::Impl {
+    explicit Impl(ServerConfig c);
+
+    // --- lifecycle, sockets, discovery (CameraServer.cpp)
+    bool openSockets(std::string& error);
+    void closeSockets();
+    void receiveDiscovery(asio::ip::udp::socket& socket, std::array<uint8_t, 1500>& buffer,
+                          asio::ip::udp::endpoint& from);
+    void accept(asio::ip::tcp::acceptor& acceptor, Connection::Kind kind);
+    void beginReboot();
+    void shutdownOnIo();
+    void setError(const std::string& e);
+
+    // --- sessions and commands (ServerSession.cpp)
+    void onMessage(const Connection::Ptr& conn, d3proto::Message& msg);
+    void onClosed(const Connection::Ptr& conn);
+    void handleControl(const Connection::Ptr& conn, d3proto::Message& msg);
+    void handleStream(const Connection::Ptr& conn, d3proto::Message& msg);
+    int32_t openSession(const Connection::Ptr& conn, const d3proto::Json& args, d3proto::Json& reply);
+    void endSession(const char* reason);
+    void checkHeartbeat();
+    void reply(const Connection::Ptr& conn, const d3proto::Header& request, int32_t status, const d3proto::Json& body,
+               std::function<void()> done = {});
+
+    // --- frame pump (FramePump.cpp)
+    void pumpLoop();
+    void produceFrame();
+    void sendFrontFrame();  // io
+    void notifyPump();
+    void queueTrigger();
+
+    ServerConfig config;
+    std::unique_ptr<Camera> camera;
+    const Clock::time_point epoch = Clock::now();
+
+    asio::io_context io;
+    asio::executor_work_guard<asio::io_context::executor_type> work{io.get_executor()};
+    std::thread ioThread;
+    std::atomic<bool> running{false};
+    std::atomic<bool> stopping{false};
+
+    // io: sockets
+    asio::ip::udp::socket discoveryUnicast{io};
+    asio::ip::udp::socket discoveryBroadcast{io};
+    std::array<uint8_t, 1500> unicastBuffer{}, broadcastBuffer{};
+    asio::ip::udp::endpoint unicastFrom, broadcastFrom;
+    asio::ip::tcp::acceptor controlAcceptor{io};
+    asio::ip::tcp::acceptor streamAcceptor{io};
+    asio::steady_timer heartbeatTimer{io};
+    asio::steady_timer rebootTimer{io};
+    std::set<Connection::Ptr> connections;
+
+    // io: the session
+    Connection::Ptr owner;
+    std::string ownerClient;
+    uint32_t token = 0;
+    Connection::Ptr streamConn;
+    Clock::time_point lastActivity;
+    struct CachedReply {
+        uint32_t requestId;
+        uint16_t command;
+        std::vector<uint8_t> bytes;
+    };
+    std::deque<CachedReply> replyCache;  // replies to the current client's last requests
+    std::string cacheClient;
+    std::mt19937 tokenRng;
+
+    // shared, under `mutex`
+    mutable std::mutex mutex;
+    std::condition_variable upCv;
+    bool up = false;
+    std::string address;
+    std::string error;
+    Stats stats;
+
+    // pump
+    std::thread pumpThread;
+    std::mutex pumpMutex;
+    std::condition_variable pumpCv;
+    bool quit = false;        // under pumpMutex
+    int pendingTriggers = 0;  // under pumpMutex
+    std::atomic<bool> streamAttached{false};
+    std::atomic<bool> writing{false};  // the front buffer is being sent
+    std::vector<uint8_t> front, back;  // whole FrameEvent messages
+    FrameSet frame;
+    JpegEncoder jpeg;
+    uint32_t frameCounter = 0;
+};
+
+}  // namespace d3sim
