@@ -1,12 +1,95 @@
 #include "graphicsview.h"
 
+#include <QDebug>
+#include <QMouseEvent>
+#include <QScrollBar>
+#include <QWheelEvent>
+#include <algorithm>
+
+namespace {
+
+QPointF clicked;
+QPointF normalised;
+
+}  // namespace
+
 GraphicsView::GraphicsView(QWidget* parent) : QGraphicsView(parent) {
     setHorizontalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
     setVerticalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
+    setImageSize(QSize(640, 480));
+    image_ = QImage(imageSize_, QImage::Format_RGB32);
+    image_.fill(Qt::black);
+    zoom_ = 1.0f * 0.5f;
+    scale(0.5, 0.5);
+    fitScene();
 }
 
 void GraphicsView::setImageSize(QSize size) { imageSize_ = size; }
 QSize GraphicsView::imageSize() const { return imageSize_; }
-void GraphicsView::fitScene() {
-    if (scene()) fitInView(sceneRect(), Qt::KeepAspectRatio);
+
+void GraphicsView::fitScene() { fitInView(sceneRect(), Qt::KeepAspectRatio); }
+
+void GraphicsView::setRectangleCallback(RectangleCallback callback) {
+    rectangleCallback_ = callback ? std::move(callback) : [](int, int, int, int) {};
+}
+
+QPointF GraphicsView::clickedPosition() { return clicked; }
+QPointF GraphicsView::normalisedPosition() { return normalised; }
+
+void GraphicsView::wheelEvent(QWheelEvent* event) {
+    // No limit either way: the user can always wheel back.
+    const float factor = event->angleDelta().y() > 0 ? 1.2f : 0.8333333f;
+    zoom_ *= factor;
+    scale(factor, factor);
+}
+
+void GraphicsView::mousePressEvent(QMouseEvent* event) {
+    qDebug() << "press event";
+    if (event->button() == Qt::RightButton) {
+        // The right button belongs to panning; the scene never sees it.
+        lastDragPosition_ = event->pos();
+        dragging_ = true;
+        return;
+    }
+    const QPointF scenePos = mapToScene(event->pos());
+    pressPoint_ = scenePos;
+    const double maxX = imageSize_.width() - 1;
+    const double maxY = imageSize_.height() - 1;
+    clicked =
+        QPointF(std::clamp(scenePos.x(), 0.0, std::max(0.0, maxX)), std::clamp(scenePos.y(), 0.0, std::max(0.0, maxY)));
+    qDebug() << "mouse pos:" << clicked.x() << clicked.y();
+    // A one-pixel image has only position 0 on that axis.
+    normalised = QPointF(maxX > 0 ? clicked.x() / maxX : 0.0, maxY > 0 ? clicked.y() / maxY : 0.0);
+    qDebug() << "mouse pos:" << normalised.x() << normalised.y();
+    emit renderOnce();
+    QGraphicsView::mousePressEvent(event);
+}
+
+void GraphicsView::mouseMoveEvent(QMouseEvent* event) {
+    if (dragging_) {
+        const QPoint pos = event->pos();
+        verticalScrollBar()->setValue(verticalScrollBar()->value() + (lastDragPosition_.y() - pos.y()));
+        horizontalScrollBar()->setValue(horizontalScrollBar()->value() + (lastDragPosition_.x() - pos.x()));
+        lastDragPosition_ = pos;
+    }
+    QGraphicsView::mouseMoveEvent(event);
+}
+
+void GraphicsView::mouseReleaseEvent(QMouseEvent* event) {
+    if (event->button() == Qt::RightButton) {
+        dragging_ = false;
+        return;
+    }
+    const QPointF releasePos = mapToScene(event->pos());
+    rectangleCallback_(int(pressPoint_.x()), int(pressPoint_.y()), int(releasePos.x()), int(releasePos.y()));
+    QGraphicsView::mouseReleaseEvent(event);
+}
+
+void GraphicsView::mouseDoubleClickEvent(QMouseEvent* event) {
+    if (event->button() == Qt::LeftButton) emit showNorm(this);
+}
+
+void GraphicsView::resizeEvent(QResizeEvent* event) {
+    fitScene();
+    QGraphicsView::resizeEvent(event);
 }
