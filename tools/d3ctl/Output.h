@@ -1,0 +1,33 @@
+// Shared helpers of d3ctl commands: opening the camera, reporting failures,
+// printing text or JSON.
+#pragma once
+
+#include "d3_sdk/DeviceManager.h"
+
+#include <nlohmann/json.hpp>
+
+#include <string>
+
+namespace d3ctl {
+
+struct Options {
+    bool json = false;
+    unsigned timeoutMs = 2000;
+};
+
+// Prints the SDK's text for `rc` (as JSON with --json) and returns the exit code.
+int fail(const Options& o, const std::string& what, ReturnCode rc);
+// Prints `j` as JSON, or as "key: value" lines.
+void print(const Options& o, const nlohmann::json& j);
+
+// Opens DEVICE (serial, address or "serial:ip"); SUCCESS or the SDK's code.
+ReturnCode openDevice(const Options& o, const std::string& device, bool tcp = true);
+
+int cmdList(const Options& o);
+int cmdInfo(const Options& o, const std::string& device);
+int cmdGet(const Options& o, const std::string& device, const std::string& name);
+int cmdSet(const Options& o, const std::string& device, const std::string& name, const std::string& value);
+int cmdGrab(const Options& o, const std::string& device, int frames, const std::string& dir);
+int cmdStats(const Options& o, const std::string& device, double seconds, bool udp);
+
+}  // namespace d3ctl

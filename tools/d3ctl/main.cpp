@@ -1,0 +1,52 @@
+// d3ctl: command-line client of the camera SDK.
+#include "Output.h"
+#include "Parameters.h"
+
+#include <CLI/CLI.hpp>
+
+int main(int argc, char** argv) {
+    CLI::App app{"d3ctl - find, inspect, configure and stream d3 cameras"};
+    app.footer(
+        "DEVICE is a serial number, an IPv4 address or \"serial:ip\" as printed by 'list'.\n"
+        "The discovery port can be overridden with D3_DISCOVERY_PORT.\n\n" +
+        d3ctl::parameterHelp());
+    app.require_subcommand(1);
+    d3ctl::Options opt;
+    app.add_flag("--json", opt.json, "print results as JSON");
+    app.add_option("--timeout", opt.timeoutMs, "milliseconds to wait for an answer or a frame")
+        ->capture_default_str();
+
+    std::string device, name, value, dir;
+    int frames = 1;
+    double seconds = 5;
+    bool udp = false;
+
+    auto* list = app.add_subcommand("list", "search the network for cameras");
+    auto* info = app.add_subcommand("info", "identity, addresses and calibration of a camera");
+    info->add_option("DEVICE", device)->required();
+    auto* get = app.add_subcommand("get", "read one parameter, or all");
+    get->add_option("DEVICE", device)->required();
+    get->add_option("NAME", name);
+    auto* set = app.add_subcommand("set", "write a parameter and show what the camera took");
+    set->add_option("DEVICE", device)->required();
+    set->add_option("NAME", name)->required();
+    set->add_option("VALUE", value)->required();
+    auto* grab = app.add_subcommand("grab", "save frames: depth/IR/amplitude PGM, colour PPM, points PLY");
+    grab->add_option("DEVICE", device)->required();
+    grab->add_option("--frames,-n", frames, "number of frames")->capture_default_str()->check(CLI::PositiveNumber);
+    grab->add_option("--out,-o", dir, "output folder")->required();
+    auto* stats = app.add_subcommand("stats", "stream and report frame rate, throughput, drops, latency");
+    stats->add_option("DEVICE", device)->required();
+    stats->add_option("--seconds,-s", seconds, "how long to stream")->capture_default_str()->check(
+        CLI::PositiveNumber);
+    stats->add_flag("--udp", udp, "use the UDP stream transport");
+
+    CLI11_PARSE(app, argc, argv);
+    if (list->parsed()) return d3ctl::cmdList(opt);
+    if (info->parsed()) return d3ctl::cmdInfo(opt, device);
+    if (get->parsed()) return d3ctl::cmdGet(opt, device, name);
+    if (set->parsed()) return d3ctl::cmdSet(opt, device, name, value);
+    if (grab->parsed()) return d3ctl::cmdGrab(opt, device, frames, dir);
+    if (stats->parsed()) return d3ctl::cmdStats(opt, device, seconds, udp);
+    return 2;
+}
