@@ -4,6 +4,7 @@
 #pragma once
 
 #include <cstdint>
+#include <memory>
 #include <vector>
 
 #include "FrameGenerator.h"
@@ -59,19 +60,33 @@ public:
 
 private:
     // Per-pixel returns, structure of arrays: amplitude per microsecond of
-    // exposure and phase in cycles [0,1) for each frequency.
+    // exposure and phase in cycles [0,1) for each frequency, plus the noise-free
+    // Z of the centre ray.
     struct Returns {
         std::vector<float> amp1, cyc1, amp2, cyc2, z;
         int width = 0;
         void resize(int w, int h);
     };
-    void buildReturns(const Scene& scene, const Rect& r, Returns& out) const;
-    Vec3 rayAt(float u, float v) const;
+    // The scene without the sphere never changes: built once per process and
+    // shared by every camera.
+    struct StaticImage : Returns {
+        std::vector<float> dirZ;  // z component of each centre ray's unit direction
+    };
+    // Working storage of buildReturns, kept so frames do not allocate.
+    struct BuildScratch {
+        std::vector<Hit> hits;
+        std::vector<float> z;
+        std::vector<uint8_t> onSphere;
+        std::vector<float> returns;  // (range, amplitude) pairs
+    };
+    static std::shared_ptr<const StaticImage> staticImage(const Intrinsics& k);
+    static void buildReturns(const Intrinsics& k, const Scene& scene, const Rect& r, const StaticImage* background,
+                             Returns& out, BuildScratch& scratch);
 
     Intrinsics k_;
-    std::vector<float> dirZ_;  // z component of each centre ray's unit direction
-    Returns static_;           // whole image, scene without the sphere
-    Returns overlay_;          // sphereRect only, full scene
+    std::shared_ptr<const StaticImage> static_;
+    Returns overlay_;  // sphereRect only, full scene
+    BuildScratch scratch_;
     Rect overlayRect_;
     uint64_t preparedFrame_ = ~0ull;
 };
