@@ -1,0 +1,183 @@
+// The main window. One class owns the whole program (buffers, threads,
+// dialogs, the camera session); its code is split by concern over the
+// widget_*.cpp files.
+#pragma once
+
+#include <QGraphicsScene>
+#include <QJsonObject>
+#include <QTranslator>
+#include <QWidget>
+#include <array>
+#include <atomic>
+#include <condition_variable>
+#include <memory>
+#include <mutex>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "cameraapi.h"
+#include "framebuffers.h"
+#include "frameratelimits.h"
+#include "metatypes.h"
+
+class QAction;
+class QCheckBox;
+class QCloseEvent;
+class QMenu;
+class QMenuBar;
+class debug;
+class netSetting;
+class TcpORudp;
+
+namespace Ui {
+class Widget;
+}
+
+class Widget : public QWidget {
+    Q_OBJECT
+public:
+    // camera: the SDK boundary; null means the real device.
+    explicit Widget(QWidget* parent = nullptr, CameraApi* camera = nullptr);
+    ~Widget() override;
+
+    // --- Session flags, shared with the worker threads and the SDK callback.
+    std::atomic<bool> streaming{false};
+    std::atomic<bool> connected{false};
+    std::atomic<bool> reconnectRequested{false};
+
+    debug* debugWindow() const { return debugWindow_; }
+    // Index 1..4 of the pane shown alone, 0 when none is maximised.
+    int maximizedPane() const { return maximizedPane_; }
+
+signals:
+    void paintIR();
+    void paintRgb();
+    void paintDep();
+    void paintCp(float* Dat);
+    void paintCp(RgbPointcloudData* rgbcDat);
+    void disCon(ReturnCode ret);
+    void cleanCp();
+    void callbackmsg(std::string sn, std::string error);
+    void Reconnect();
+
+public slots:
+    // --- Layout and view switching (widget_layout.cpp)
+    void initMenu();
+    void setHide(int x);
+    void setShow(int x);
+    void setProportion();
+    void swapAction();
+    void resetMinSzie();
+    void switchUi(bool isRGB);
+    void setControlIsEnable(bool on);
+    void maximizePane(int x);
+    void restorePanes();
+    void restoreDefaultLayout();
+
+    // --- Language (widget_language.cpp)
+    void switchLanguage(int index);
+    void getLanguage();
+    void saveLanguage();
+    void setUiText();
+
+    // --- Control panel set-up (widget_panel.cpp)
+    void controlPanelInit();
+    void buildMap();
+
+    // --- SDK link monitoring
+    void emitcallback(std::string sn, std::string msg);
+    void emitReconnect();
+
+protected:
+    void closeEvent(QCloseEvent* event) override;
+
+private:
+    // --- Construction (widget.cpp)
+    void registerMetaTypes();
+    void initSSlots();
+    void connectViewSwitching();
+    void logLine(const char* function, int line, const QString& message);
+
+    // --- Worker threads (widget_acquisition.cpp)
+    void initThread();
+    void stopThreads();
+    void tofWorker();
+    void registrationWorker();
+    void reconnectLoop();
+    // Sleeps up to ms; returns false when the threads are being stopped.
+    bool idleFor(int ms);
+
+    // --- Layout helpers (widget_layout.cpp)
+    QWidget* paneAt(int x) const;
+    QCheckBox* paneCheckBox(int x) const;
+    void onPaneCheckBox(int x, bool checked);
+
+    Ui::Widget* ui;
+
+    // --- Dialogs and the camera
+    debug* debugWindow_ = nullptr;
+    TcpORudp* tcpDialog_ = nullptr;
+    netSetting* netDialog_ = nullptr;
+    CameraApi& camera_;
+
+    // --- Session data (filled when a device is opened)
+    std::string serialNumber;
+    std::string firmwareVersion;
+    std::string deviceVersion;
+    std::vector<std::string> deviceList;
+    int rgbWidth = 0;
+    int rgbHeight = 0;
+
+    // --- Frames: every buffer, image and value table, allocated once.
+    std::unique_ptr<FrameBuffers> frames_;
+    QGraphicsScene* sceneIR = nullptr;
+    QGraphicsScene* sceneRgb = nullptr;
+    QGraphicsScene* sceneDep = nullptr;
+    std::mutex frameMutex;
+    std::mutex depthImageMutex;
+    std::mutex irImageMutex;
+    std::mutex rgbImageMutex;
+    std::mutex cloudMutex;
+    std::mutex saveMutex;
+    std::mutex trayMutex;
+
+    // --- Control panel
+    FrameRateLimits frameRateMap;
+    QJsonObject* config_ = nullptr;
+
+    // --- Language
+    QTranslator translator;
+
+    // --- Menus (texts re-applied by setUiText)
+    QMenuBar* menuBar_ = nullptr;
+    QMenu* menuNetwork_ = nullptr;
+    QMenu* menuView_ = nullptr;
+    QMenu* menuConfig_ = nullptr;
+    QMenu* menuLanguage_ = nullptr;
+    QAction* actionNetworkSettings_ = nullptr;
+    QAction* actionControlPanel_ = nullptr;
+    QAction* actionManagementPanel_ = nullptr;
+    QAction* actionUpdate_ = nullptr;
+    QAction* actionImportConfig_ = nullptr;
+    QAction* actionExportConfig_ = nullptr;
+    QAction* actionResetConfig_ = nullptr;
+    QAction* actionResetDevice_ = nullptr;
+    QAction* actionDefaultLayout_ = nullptr;
+    QAction* actionSwitchProtocol_ = nullptr;
+    QAction* actionChinese_ = nullptr;
+    QAction* actionEnglish_ = nullptr;
+    QAction* actionDebug_ = nullptr;
+
+    int maximizedPane_ = 0;
+
+    // --- Threads. They idle until a session streams; the stop flag lets
+    // the destructor end and join them so nothing outlives the window.
+    std::array<std::unique_ptr<std::thread>, 7> threads_;
+    std::atomic<bool> stopThreads_{false};
+    std::mutex idleMutex_;
+    std::condition_variable idleWake_;
+};
+
+// The one main window, for the plain function registered as SDK callback.
+extern std::atomic<Widget*> mainWindow;

@@ -1,0 +1,69 @@
+#include "debug.h"
+
+#include <QDir>
+#include <QFile>
+#include <QScrollBar>
+#include <QThread>
+#include <string>
+
+#include "ui_debug.h"
+#include "uiprompt.h"
+
+debug::debug(QWidget* parent) : QWidget(parent), ui(new Ui::debug) { ui->setupUi(this); }
+
+debug::~debug() { delete ui; }
+
+void debug::retranslate() { ui->retranslateUi(this); }
+
+QString debug::logFileName(const QDateTime& when) {
+    return QDir::currentPath() + "/" + when.toString("yyyyMMddhhmmsszzz") + ".log";
+}
+
+void debug::appendLog(const QString& line) {
+    {
+        // One queue for every caller keeps the call order, whichever thread
+        // a line comes from; only the GUI thread drains it into the view.
+        QMutexLocker lock(&pendingMutex_);
+        pending_.append(line);
+        if (QThread::currentThread() != thread()) {
+            if (!flushScheduled_) {
+                flushScheduled_ = true;
+                QMetaObject::invokeMethod(this, &debug::flushPending, Qt::QueuedConnection);
+            }
+            return;
+        }
+    }
+    flushPending();
+}
+
+void debug::flushPending() {
+    QStringList lines;
+    {
+        QMutexLocker lock(&pendingMutex_);
+        lines.swap(pending_);
+        flushScheduled_ = false;
+    }
+    for (const QString& line : lines) appendLine(line);
+}
+
+void debug::appendLine(const QString& line) {
+    ui->textBrowser->append(line);
+    const QScrollBar* bar = ui->textBrowser->verticalScrollBar();
+    // Someone scrolled up to read: leave the view where it is.
+    if (bar->maximum() - bar->value() > kFollowDistance) return;
+    ui->textBrowser->moveCursor(QTextCursor::End);
+}
+
+void debug::on_pushButton_clicked() { ui->textBrowser->clear(); }
+
+void debug::on_pushButton_2_clicked() {
+    QFile file(logFileName(QDateTime::currentDateTime()));
+    if (!file.open(QIODevice::WriteOnly | QIODevice::Text)) {
+        UiPrompt::warning(this, "can't open", "openerr!");
+        return;
+    }
+    const std::string text = ui->textBrowser->toPlainText().toStdString();
+    file.write(text.data(), qint64(text.size()));
+    file.close();
+    UiPrompt::information(this, "succeed", "succeed");
+}

@@ -1,0 +1,328 @@
+<?xml version="1.0" encoding="utf-8"?>
+<!DOCTYPE TS>
+<TS version="2.1" language="en_US">
+<context>
+    <name>TcpORudp</name>
+    <message>
+        <source>net</source>
+        <translation>net</translation>
+    </message>
+</context>
+<context>
+    <name>Widget</name>
+    <message>
+        <source>Dexalon V2.0.9</source>
+        <translation>Dexalon V2.0.9</translation>
+    </message>
+    <message>
+        <source>搜索设备</source>
+        <translation>Search device</translation>
+    </message>
+    <message>
+        <source>设备信息</source>
+        <translation>Device information</translation>
+    </message>
+    <message>
+        <source>显示</source>
+        <translation>Display</translation>
+    </message>
+    <message>
+        <source>深度图</source>
+        <translation>Depth image</translation>
+    </message>
+    <message>
+        <source>IR图</source>
+        <translation>IR image</translation>
+    </message>
+    <message>
+        <source>点云</source>
+        <translation>Point cloud</translation>
+    </message>
+    <message>
+        <source>映射</source>
+        <translation>Mapping</translation>
+    </message>
+    <message>
+        <source>RGB映射到深度</source>
+        <translation>RGB to depth</translation>
+    </message>
+    <message>
+        <source>深度映射到RGB</source>
+        <translation>Depth to RGB</translation>
+    </message>
+    <message>
+        <source>彩色点云</source>
+        <translation>RGB point cloud</translation>
+    </message>
+    <message>
+        <source>储存托盘信息</source>
+        <translation>Storage tray information</translation>
+    </message>
+    <message>
+        <source>开始</source>
+        <translation>Start</translation>
+    </message>
+    <message>
+        <source>断开连接</source>
+        <translation>Disconnect</translation>
+    </message>
+    <message>
+        <source> 等待搜索...</source>
+        <translation> Waiting for search...</translation>
+    </message>
+    <message>
+        <source>RGB</source>
+        <translation>RGB</translation>
+    </message>
+    <message>
+        <source>功能设置</source>
+        <translation>Function settings</translation>
+    </message>
+    <message>
+        <source>触发模式</source>
+        <translation>Trigger mode</translation>
+    </message>
+    <message>
+        <source>正常模式</source>
+        <translation>Normal mode</translation>
+    </message>
+    <message>
+        <source>软件触发</source>
+        <translation>software trigger</translation>
+    </message>
+    <message>
+        <source>硬件触发</source>
+        <translation>hardware trigger</translation>
+    </message>
+    <message>
+        <source>硬件延时触发</source>
+        <translation>Hardware delay trigger</translation>
+    </message>
+    <message>
+        <source>触发</source>
+        <translation>Trigger</translation>
+    </message>
+    <message>
+        <source>延时</source>
+        <translation>Delay</translation>
+    </message>
+    <message>
+        <source>设置</source>
+        <translation>Set</translation>
+    </message>
+    <message>
+        <source>HDR模式</source>
+        <translation>HDR</translation>
+    </message>
+    <message>
+        <source>快速模式</source>
+        <translation>Fast mode</translation>
+    </message>
+    <message>
+        <source>单频模式</source>
+        <translation>Single frequency</translation>
+    </message>
+    <message>
+        <source>曝光模式</source>
+        <translation>Exposure mode</translation>
+    </message>
+    <message>
+        <source>手动</source>
+        <translation>Manual</translation>
+    </message>
+    <message>
+        <source>自动</source>
+        <translation>Auto</translation>
+    </message>
+    <message>
+        <source>RGB设置</source>
+        <translation>RGB settings</translation>
+    </message>
+    <message>
+        <source>RGB手动</source>
+        <translation>RGB Manual</translation>
+    </message>
+    <message>
+        <source>RGB自动</source>
+        <translation>RGB Auto</translation>
+    </message>
+    <message>
+        <source>分辨率</source>
+        <translation>Resolution</translation>
+    </message>
+    <message>
+        <source>滤波设置</source>
+        <translation>Filter settings</translation>
+    </message>
+    <message>
+        <source>空间滤波</source>
+        <translation>spatial filter</translation>
+    </message>
+    <message>
+        <source>均值滤波</source>
+        <translation>mean filtering</translation>
+    </message>
+    <message>
+        <source>滤波默认配置</source>
+        <translation>Filter default</translation>
+    </message>
+    <message>
+        <source>保存</source>
+        <translation>Save</translation>
+    </message>
+    <message>
+        <source>保存路径</source>
+        <translation>Save Path</translation>
+    </message>
+    <message>
+        <source>单帧保存</source>
+        <translation>Single Frame Save</translation>
+    </message>
+    <message>
+        <source>开始保存</source>
+        <translation>Start Save</translation>
+    </message>
+    <message>
+        <source>结束保存</source>
+        <translation>End Save</translation>
+    </message>
+    <message>
+        <source>存储配置到下位机</source>
+        <translation>Store Configuration to Device</translation>
+    </message>
+    <message>
+        <source>储存配置</source>
+        <translation>Save Configuration</translation>
+    </message>
+    <message>
+        <source>Debug</source>
+        <translation>Debug</translation>
+    </message>
+    <message>
+        <source>状态异常</source>
+        <translation>Abnormal state</translation>
+    </message>
+    <message>
+        <source>错误信息：%1</source>
+        <translation>Error message:%1</translation>
+    </message>
+    <message>
+        <source>停止</source>
+        <translation>Stop</translation>
+    </message>
+    <message>
+        <source>已搜索到设备</source>
+        <translation>Device Searched</translation>
+    </message>
+    <message>
+        <source>网络</source>
+        <translation>Network</translation>
+    </message>
+    <message>
+        <source>设备网络设置</source>
+        <translation>Device Network Settings</translation>
+    </message>
+    <message>
+        <source>视图</source>
+        <translation>View</translation>
+    </message>
+    <message>
+        <source>控制面板</source>
+        <translation>Control Panel</translation>
+    </message>
+    <message>
+        <source>管理面板</source>
+        <translation>Management Panel</translation>
+    </message>
+    <message>
+        <source>配置</source>
+        <translation>Configuration</translation>
+    </message>
+    <message>
+        <source>更新</source>
+        <translation>Update</translation>
+    </message>
+    <message>
+        <source>导入配置</source>
+        <translation>Import Configuration</translation>
+    </message>
+    <message>
+        <source>导出配置</source>
+        <translation>Export Configuration</translation>
+    </message>
+    <message>
+        <source>设备配置初始化</source>
+        <translation>Device Configuration Initialization</translation>
+    </message>
+    <message>
+        <source>设备初始化</source>
+        <translation>Device initialization</translation>
+    </message>
+    <message>
+        <source>界面默认配置</source>
+        <translation>Interface default configuration</translation>
+    </message>
+    <message>
+        <source>切换网络协议</source>
+        <translation>Switch network protocol</translation>
+    </message>
+    <message>
+        <source>切换语言</source>
+        <translation>Switch language</translation>
+    </message>
+    <message>
+        <source>中文</source>
+        <translation>Chinese</translation>
+    </message>
+    <message>
+        <source>English</source>
+        <translation>English</translation>
+    </message>
+    <message>
+        <source>调试信息</source>
+        <translation>Debugging Information</translation>
+    </message>
+    <message>
+        <source>警告</source>
+        <translation>Warning</translation>
+    </message>
+    <message>
+        <source>请先停止设备数据输出！</source>
+        <translation>Please stop the device data output first!</translation>
+    </message>
+    <message>
+        <source>net</source>
+        <translation>net</translation>
+    </message>
+</context>
+<context>
+    <name>debug</name>
+    <message>
+        <source>Debug</source>
+        <translation>Debug</translation>
+    </message>
+    <message>
+        <source>清空</source>
+        <translation>Clear</translation>
+    </message>
+    <message>
+        <source>保存到文件</source>
+        <translation>Save to file</translation>
+    </message>
+</context>
+<context>
+    <name>netSetting</name>
+    <message>
+        <source>设备网络设置</source>
+        <translation>Device Network Settings</translation>
+    </message>
+    <message>
+        <source>IP</source>
+        <translation>IP</translation>
+    </message>
+    <message>
+        <source>更新</source>
+        <translation>Update</translation>
+    </message>
+</context>
+</TS>

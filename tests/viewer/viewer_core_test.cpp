@@ -1,0 +1,146 @@
+// Widget-free rules of the viewer shell: frame buffers, view grid arithmetic
+// and the frame-rate limit table.
+#include <gtest/gtest.h>
+
+#include "framebuffers.h"
+#include "frameratelimits.h"
+#include "viewlayout.h"
+
+namespace {
+
+TEST(FrameBuffers, AllocatesEveryBufferAtItsFixedSize) {
+    FrameBuffers f;
+    for (auto* c : {&f.depth, &f.amplitude}) {
+        EXPECT_EQ(c->rows(), 480u);
+        EXPECT_EQ(c->cols(), 640u);
+    }
+    EXPECT_EQ(f.ir.rows() * f.ir.cols(), 307200u);
+    EXPECT_EQ(f.rgbPoints.rows() * f.rgbPointsCopy.cols(), 307200u);
+    EXPECT_EQ(f.cloudBuffer.size(), 921600u);
+    EXPECT_EQ(f.cloudBuffer.size() * sizeof(float), 3686400u);
+
+    EXPECT_EQ(f.irImage.size(), QSize(640, 480));
+    EXPECT_EQ(f.irImage.format(), QImage::Format_RGB32);
+    EXPECT_EQ(f.irValues.rows(), 480);
+    EXPECT_EQ(f.irValues.cols(), 640);
+
+    const QSize rgb[] = {{640, 480}, {800, 600}, {1600, 1200}, {1920, 1080}};
+    for (int i = 0; i < 4; ++i) {
+        EXPECT_EQ(f.rgbImages[i].size(), rgb[i]) << i;
+        EXPECT_EQ(f.rgbImages[i].format(), QImage::Format_RGB32) << i;
+        EXPECT_EQ(f.rgbValues[i].rows(), rgb[i].height()) << i;
+        EXPECT_EQ(f.rgbValues[i].cols(), rgb[i].width()) << i;
+    }
+    const QSize depth[] = {{640, 480}, {1600, 1200}, {1920, 1080}};
+    for (int i = 0; i < 3; ++i) {
+        EXPECT_EQ(f.depthImages[i].size(), depth[i]) << i;
+        EXPECT_EQ(f.depthValues[i].rows(), depth[i].height()) << i;
+        EXPECT_EQ(f.depthValues[i].cols(), depth[i].width()) << i;
+    }
+}
+
+TEST(FrameBuffers, ValueTablesStartAtZeroAndIndexRowMajor) {
+    FrameBuffers f;
+    const auto& m = f.depthValues[2];
+    for (int y : {0, 539, 1079})
+        for (int x : {0, 960, 1919}) EXPECT_EQ(m[y][x], 0.0);
+    EXPECT_EQ(f.rgbValues[3][1079][1919], 0u);
+    f.irValues[1][2] = 7.0;
+    EXPECT_EQ(f.irValues.data()[640 + 2], 7.0);
+}
+
+TEST(FrameBuffers, StartsOnFullHdColourAndToFSizeDepth) {
+    FrameBuffers f;
+    EXPECT_EQ(f.rgbIndex(), 3);
+    EXPECT_EQ(f.depthIndex(), 0);
+    EXPECT_EQ(f.currentRgbImage().size(), QSize(1920, 1080));
+}
+
+TEST(FrameBuffers, SelectionFollowsReadKindAndColourWidth) {
+    struct Case {
+        const char* name;
+        void (*select)(FrameBuffers&);
+        QSize rgb, depth;
+    };
+    const Case cases[] = {
+        {"tof 1920", [](FrameBuffers& f) { f.selectForTof(1920); }, {1920, 1080}, {640, 480}},
+        {"tof 1600", [](FrameBuffers& f) { f.selectForTof(1600); }, {1600, 1200}, {640, 480}},
+        {"tof other", [](FrameBuffers& f) { f.selectForTof(0); }, {1600, 1200}, {640, 480}},
+        {"rgb->depth", [](FrameBuffers& f) { f.selectForRgbToDepth(); }, {640, 480}, {640, 480}},
+        {"depth->rgb 1920", [](FrameBuffers& f) { f.selectForDepthToRgb(1920); }, {1920, 1080}, {1920, 1080}},
+        {"depth->rgb 1600", [](FrameBuffers& f) { f.selectForDepthToRgb(1600); }, {1600, 1200}, {1600, 1200}},
+    };
+    FrameBuffers f;
+    for (const Case& c : cases) {
+        f.selectForRgbToDepth();  // start from a different choice than most cases expect
+        c.select(f);
+        EXPECT_EQ(f.currentRgbImage().size(), c.rgb) << c.name;
+        EXPECT_EQ(f.currentDepthImage().size(), c.depth) << c.name;
+        EXPECT_EQ(f.currentRgbValues().cols(), c.rgb.width()) << c.name;
+        EXPECT_EQ(f.currentDepthValues().rows(), c.depth.height()) << c.name;
+    }
+}
+
+TEST(FrameBuffers, CloudCopyTakesAtMostOneToFFrameAndKeepsTheTail) {
+    FrameBuffers f;
+    std::fill(f.cloudBuffer.begin(), f.cloudBuffer.end(), -1.0f);
+
+    f.points.resize(10, 10);
+    for (unsigned i = 0; i < 100; ++i) f.points.data()[i] = PointXYZ{float(i), float(i) + 0.5f, 1000.0f};
+    EXPECT_EQ(f.copyPointsToCloud(), 100);
+    EXPECT_EQ(f.cloudBuffer[3 * 99 + 1], 99.5f);
+    EXPECT_EQ(f.cloudBuffer[3 * 100], -1.0f) << "points past a short frame stay as they were";
+
+    f.points.resize(1000, 1000);  // a frame bigger than one ToF frame
+    f.points.data()[307199] = PointXYZ{1, 2, 3};
+    f.points.data()[307200] = PointXYZ{9, 9, 9};
+    EXPECT_EQ(f.copyPointsToCloud(), 307200);
+    EXPECT_EQ(f.cloudBuffer[921599], 3.0f);
+}
+
+TEST(ViewLayout, ProportionsFollowTheVisiblePanes) {
+    struct Case {
+        bool ir, cp, dep;
+        std::optional<GridStretch> expected;
+    };
+    const Case cases[] = {
+        {true, true, true, GridStretch{1, 1, 1, 1}},
+        {false, true, true, GridStretch{1, 1, 0, 0}},
+        {false, true, false, GridStretch{0, 0, 0, 0}},
+        {true, false, true, GridStretch{0, 0, 1, 1}},
+        {false, false, true, GridStretch{0, 0, 0, 0}},
+        {true, true, false, std::nullopt},
+        {true, false, false, std::nullopt},
+        {false, false, false, std::nullopt},
+    };
+    for (const Case& c : cases) {
+        EXPECT_EQ(proportionFor(c.ir, c.cp, c.dep), c.expected) << c.ir << c.cp << c.dep;
+    }
+}
+
+TEST(ViewLayout, CellSizeIsHalfOfTheAreaLessFrameSpacingAndMargins) {
+    EXPECT_EQ(paneCellSize(QSize(1000, 800), 6, 6, QMargins(0, 0, 0, 0)), QSize(491, 391));
+    // Odd remainders are dropped by the integer division.
+    EXPECT_EQ(paneCellSize(QSize(1001, 801), 5, 7, QMargins(1, 2, 3, 4)),
+              QSize((1001 - 12 - 5 - 4) / 2, (801 - 12 - 7 - 6) / 2));
+}
+
+TEST(FrameRateLimits, TableCoversOneToTwentyFiveFramesPerSecond) {
+    FrameRateLimits map;
+    map.insert(99, qMakePair(1, 1));
+    fillFrameRateLimits(map);
+    EXPECT_FALSE(map.contains(99)) << "the table is rebuilt from scratch";
+    EXPECT_EQ(map.size(), 25);
+    const std::pair<int, QPair<int, int>> rows[] = {
+        {1, {4000, 10000}}, {2, {4000, 5000}},  {5, {4000, 2500}},  {6, {2000, 2200}},
+        {10, {2000, 1250}}, {11, {1300, 1210}}, {15, {1300, 1050}}, {16, {1000, 1010}},
+        {19, {1000, 890}},  {20, {1000, 625}},  {21, {1000, 625}},  {25, {1000, 625}},
+    };
+    for (const auto& [fps, limits] : rows) EXPECT_EQ(map.value(fps), limits) << fps;
+    for (int fps = 2; fps <= 25; ++fps) {
+        EXPECT_LE(map.value(fps).first, map.value(fps - 1).first) << fps;
+        EXPECT_LE(map.value(fps).second, map.value(fps - 1).second) << fps;
+    }
+}
+
+}  // namespace

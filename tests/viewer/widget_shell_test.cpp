@@ -1,0 +1,516 @@
+// The main window without a camera: start-up state, form names, menus, view
+// switching, closing and the SDK callback path.
+#include <QAction>
+#include <QCheckBox>
+#include <QComboBox>
+#include <QElapsedTimer>
+#include <QGridLayout>
+#include <QLabel>
+#include <QMenu>
+#include <QMenuBar>
+#include <QPushButton>
+#include <QTemporaryDir>
+#include <QTextBrowser>
+#include <QtTest>
+#include <memory>
+#include <thread>
+
+#include "cloudpoint.h"
+#include "debug.h"
+#include "graphicsview.h"
+#include "testsupport.h"
+#include "viewlayout.h"
+#include "widget.h"
+
+namespace {
+
+QStringList logLines(Widget& w) {
+    return w.debugWindow()->findChild<QTextBrowser*>("textBrowser")->toPlainText().split('\n', Qt::SkipEmptyParts);
+}
+
+QAction* menuAction(Widget& w, const QString& text) {
+    for (QAction* a : w.findChildren<QAction*>())
+        if (a->text() == text) return a;
+    return nullptr;
+}
+
+}  // namespace
+
+class WidgetShellTest : public QObject {
+    Q_OBJECT
+
+private:
+    QTemporaryDir workDir_;
+    FakeCamera camera_;
+    std::unique_ptr<Widget> w_;
+
+    template <typename T = QWidget>
+    T* child(const char* name) {
+        T* c = w_->findChild<T*>(name);
+        if (!c) qWarning("missing child %s", name);
+        return c;
+    }
+    QWidget* pane(int x) {
+        static const char* const kNames[] = {"", "widget_DEP", "widget_IR", "widget_CP", "widget_RGB"};
+        return child(kNames[x]);
+    }
+    QCheckBox* box(int x) {
+        static const char* const kNames[] = {"", "checkBoxDep", "checkBoxIr", "checkBoxCp", "checkBoxRgb"};
+        return child<QCheckBox>(kNames[x]);
+    }
+    QGridLayout* grid() { return qobject_cast<QGridLayout*>(child("widget_show")->layout()); }
+    // Pane shown state as (hidden, checked) pairs, to compare before/after.
+    QVector<QPair<bool, bool>> paneState() {
+        QVector<QPair<bool, bool>> s;
+        for (int x = 1; x <= 4; ++x) s.append({pane(x)->isHidden(), box(x)->isChecked()});
+        return s;
+    }
+
+private slots:
+    void initTestCase() {
+        QVERIFY(workDir_.isValid());
+        QDir::setCurrent(workDir_.path());
+    }
+    void init() {
+        QFile::remove("language.info");
+        camera_ = FakeCamera{};
+        w_ = std::make_unique<Widget>(nullptr, &camera_);
+    }
+    void cleanup() { w_.reset(); }
+
+    void startsWithTheStatedWindowState() {
+        QCOMPARE(w_->windowTitle(), QString("Dexalon V2.0.9"));
+        QVERIFY(!w_->windowIcon().isNull());
+        QVERIFY(!w_->streaming && !w_->connected && !w_->reconnectRequested);
+        for (int x = 1; x <= 3; ++x) QVERIFY2(pane(x)->isHidden(), qPrintable(pane(x)->objectName()));
+        QVERIFY2(!pane(4)->isHidden(), "the full layout with the colour pane is the start-up layout");
+        for (int x = 1; x <= 4; ++x) QVERIFY(!box(x)->isChecked());
+        for (const char* disabled : {"widget_kz", "pushButton_2", "pushButton_6", "groupBox_4", "pushButton_trigger"})
+            QVERIFY2(!child(disabled)->isEnabled(), disabled);
+        for (const char* hidden :
+             {"tableWidget", "pushButton_3", "checkBox_mean_filter", "widget_contrast", "label_14"})
+            QVERIFY2(child(hidden)->isHidden(), hidden);
+        QCOMPARE(child<QPushButton>("pushButton")->text(), QString("搜索设备"));
+        QCOMPARE(child<QPushButton>("pushButton_2")->text(), QString("开始"));
+        QCOMPARE(box(2)->text(), QString("IR图"));
+        QCOMPARE(box(1)->text(), QString("深度图"));
+        QVERIFY(child<QAbstractButton>("radioButton_manual")->isChecked());
+        QCOMPARE(w_->debugWindow()->windowTitle(), QString("Debug"));
+        // Link monitoring is set up last, with a one-second SDK timeout.
+        QCOMPARE(camera_.calls, (std::vector<std::string>{"SetTimeout", "RegisterNetworkMonitoringCallback"}));
+        QCOMPARE(camera_.timeout, 1000u);
+        QCOMPARE(mainWindow.load(), w_.get());
+    }
+
+    void formHasEveryObjectNameTheProgramUses() {
+        const char* const names[] = {"widget_gl",
+                                     "widget_show",
+                                     "widget_kz",
+                                     "pushButton",
+                                     "comboBox",
+                                     "label_Model",
+                                     "label_SN",
+                                     "label_IP",
+                                     "label_FW",
+                                     "label_DV",
+                                     "groupBox_4",
+                                     "checkBoxDep",
+                                     "checkBoxIr",
+                                     "checkBoxRgb",
+                                     "checkBoxCp",
+                                     "checkBox_rgb2dep",
+                                     "checkBox_dep2rgb",
+                                     "checkBox_rgb2pointcloud",
+                                     "label_14",
+                                     "tableWidget",
+                                     "pushButton_2",
+                                     "pushButton_6",
+                                     "pushButton_3",
+                                     "label_statusBar",
+                                     "widget_DEP",
+                                     "label_dep",
+                                     "label_dep_fps",
+                                     "pushButton_dep_max",
+                                     "pushButton_dep_close",
+                                     "widget_IR",
+                                     "label_ir",
+                                     "label_ir_fps",
+                                     "pushButton_ir_max",
+                                     "pushButton_ir_close",
+                                     "widget_CP",
+                                     "pushButton_cp_max",
+                                     "pushButton_cp_close",
+                                     "pushButton_main_view",
+                                     "pushButton_left_view",
+                                     "pushButton_top_view",
+                                     "widget_RGB",
+                                     "label_rgb",
+                                     "label_rgb_fps",
+                                     "pushButton_rgb_max",
+                                     "pushButton_rgb_close",
+                                     "groupBox_function",
+                                     "groupBox_3",
+                                     "groupBox_flitter_set",
+                                     "groupBox_save",
+                                     "widget_exposure_time",
+                                     "widget_fps",
+                                     "widget_min_color_mapping",
+                                     "widget_max_color_mapping",
+                                     "widget_gamma_value",
+                                     "widget_time_filter",
+                                     "widget_fly_filter",
+                                     "widget_confidence_filter",
+                                     "widget_kalman_filter",
+                                     "widget_rgb_manual_exposure",
+                                     "widget_rgb_maximum_exposure_time",
+                                     "widget_brightness",
+                                     "widget_contrast",
+                                     "radioButton_manual",
+                                     "radioButton_auto",
+                                     "checkBox_space_filter",
+                                     "comboBox_median_filtering",
+                                     "checkBox_mean_filter",
+                                     "radioButton_rgb_manual",
+                                     "radioButton_rgb_auto",
+                                     "comboBox_rgb_resolution",
+                                     "label_capture_mode",
+                                     "comboBox_mode",
+                                     "pushButton_trigger",
+                                     "spinBox_ms",
+                                     "spinBox_us",
+                                     "pushButton_set_time",
+                                     "checkBox_hdr",
+                                     "checkBox_fast",
+                                     "checkbox_tof_frequency",
+                                     "pushButton_save_config",
+                                     "pushButton_savepath",
+                                     "pushButton_save",
+                                     "pushButton_start_save",
+                                     "pushButton_end_save",
+                                     "pushButton_save_to_device"};
+        for (const char* name : names) QVERIFY2(w_->findChild<QWidget*>(name), name);
+        for (const char* view : {"graphicsViewDep", "graphicsViewIR", "graphicsViewRgb"})
+            QVERIFY2(w_->findChild<GraphicsView*>(view), view);
+        QVERIFY(w_->findChild<CloudPoint*>("widgetCp"));
+        QCOMPARE(child<QComboBox>("comboBox_mode")->count(), 4);
+        QCOMPARE(child<QComboBox>("comboBox_median_filtering")->itemText(2), QString("3"));
+    }
+
+    void menusAreBuiltInOrder() {
+        QMenuBar* bar = w_->findChild<QMenuBar*>();
+        QVERIFY(bar);
+        QStringList top;
+        for (QAction* a : bar->actions()) top << a->text();
+        QCOMPARE(top, (QStringList{"网络", "视图", "配置", "切换语言", "调试信息"}));
+        auto items = [&](int i) {
+            QStringList texts;
+            for (QAction* a : bar->actions()[i]->menu()->actions()) texts << a->text();
+            return texts;
+        };
+        QCOMPARE(items(0), QStringList{"设备网络设置"});
+        QCOMPARE(items(1), (QStringList{"控制面板", "管理面板"}));
+        QCOMPARE(items(2), (QStringList{"更新", "导入配置", "导出配置", "设备配置初始化", "设备初始化", "界面默认配置",
+                                        "切换网络协议"}));
+        QCOMPARE(items(3), (QStringList{"中文", "English"}));
+        for (QAction* a : bar->actions()[1]->menu()->actions()) QVERIFY(a->isCheckable() && a->isChecked());
+    }
+
+    void hideAndShowActOnOneToFourOnly() {
+        for (int x = 1; x <= 4; ++x) {
+            w_->setShow(x);
+            QVERIFY(!pane(x)->isHidden() && box(x)->isChecked());
+            w_->setHide(x);
+            QVERIFY(pane(x)->isHidden() && !box(x)->isChecked());
+        }
+        w_->setShow(2);
+        const auto before = paneState();
+        for (int x : {0, 5, -1, 42}) {
+            w_->setHide(x);
+            w_->setShow(x);
+        }
+        QCOMPARE(paneState(), before);
+    }
+
+    void swapActionLeavesIrAboveRgbWhateverTheOrder() {
+        QGridLayout* g = grid();
+        for (int round = 0; round < 2; ++round) {
+            if (round == 1) {
+                // Put them the other way round first.
+                pane(2)->setParent(nullptr);
+                pane(4)->setParent(nullptr);
+                g->addWidget(pane(4), 0, 1);
+                g->addWidget(pane(2), 1, 1);
+            }
+            w_->swapAction();
+            QCOMPARE(g->itemAtPosition(0, 1)->widget(), pane(2));
+            QCOMPARE(g->itemAtPosition(1, 1)->widget(), pane(4));
+            QCOMPARE(g->itemAtPosition(0, 0)->widget(), pane(1));
+            QCOMPARE(g->itemAtPosition(1, 0)->widget(), pane(3));
+            QCOMPARE(g->count(), 4);
+            QCOMPARE(pane(2)->parentWidget(), child("widget_show"));
+        }
+    }
+
+    void switchUiFollowsTheCameraButNeverShowsContrast() {
+        const char* const rgbOnly[] = {"checkBox_dep2rgb",     "checkBox_rgb2dep",       "checkBox_rgb2pointcloud",
+                                       "checkBoxRgb",          "widget_brightness",      "widget_rgb_manual_exposure",
+                                       "radioButton_rgb_auto", "radioButton_rgb_manual", "widget_RGB"};
+        for (const char* name : {"checkBoxRgb", "checkBox_rgb2pointcloud", "checkBox_dep2rgb", "checkBox_rgb2dep"})
+            child<QCheckBox>(name)->setChecked(true);
+        w_->switchUi(false);
+        for (const char* name : rgbOnly) QVERIFY2(child(name)->isHidden(), name);
+        for (const char* name : {"checkBoxRgb", "checkBox_rgb2pointcloud", "checkBox_dep2rgb"})
+            QVERIFY2(!child<QCheckBox>(name)->isChecked(), name);
+        QVERIFY2(child<QCheckBox>("checkBox_rgb2dep")->isChecked(), "only three boxes are cleared");
+
+        w_->switchUi(true);
+        for (const char* name : rgbOnly) QVERIFY2(!child(name)->isHidden(), name);
+        QVERIFY(child("widget_contrast")->isHidden());
+        QVERIFY(child("label_14")->isHidden());
+    }
+
+    void proportionFollowsTheCheckBoxes() {
+        QGridLayout* g = grid();
+        auto stretch = [&] {
+            return QVector<int>{g->rowStretch(0), g->rowStretch(1), g->columnStretch(0), g->columnStretch(1)};
+        };
+        auto setBoxes = [&](bool dep, bool ir, bool cp) {
+            box(1)->setChecked(dep);
+            box(2)->setChecked(ir);
+            box(3)->setChecked(cp);
+            w_->setProportion();
+        };
+        setBoxes(true, true, true);
+        QCOMPARE(stretch(), (QVector<int>{1, 1, 1, 1}));
+        setBoxes(true, false, true);
+        QCOMPARE(stretch(), (QVector<int>{1, 1, 0, 0}));
+        setBoxes(false, true, true);  // a combination that keeps the factors
+        QCOMPARE(stretch(), (QVector<int>{1, 1, 0, 0}));
+        setBoxes(false, false, true);
+        QCOMPARE(stretch(), (QVector<int>{0, 0, 0, 0}));
+    }
+
+    void controlEnableSwitchesPanelEditorsAndDisplayGroup() {
+        const char* const controlled[] = {"widget_kz",
+                                          "widget_exposure_time",
+                                          "widget_fps",
+                                          "widget_max_color_mapping",
+                                          "widget_min_color_mapping",
+                                          "widget_rgb_manual_exposure",
+                                          "widget_rgb_maximum_exposure_time",
+                                          "widget_brightness",
+                                          "widget_contrast",
+                                          "widget_gamma_value",
+                                          "widget_fly_filter",
+                                          "widget_kalman_filter",
+                                          "widget_time_filter",
+                                          "widget_confidence_filter",
+                                          "groupBox_4"};
+        for (bool on : {true, false, true}) {
+            w_->setControlIsEnable(on);
+            for (const char* name : controlled) QVERIFY2(child(name)->isEnabled() == on, name);
+        }
+    }
+
+    void maximisedPaneComesBackWithTheCheckedOthers() {
+        for (int x : {1, 2, 3}) w_->setShow(x);
+        w_->setHide(4);
+        child<QPushButton>("pushButton_ir_max")->click();
+        QCOMPARE(w_->maximizedPane(), 2);
+        QVERIFY(!pane(2)->isHidden());
+        for (int x : {1, 3, 4}) QVERIFY(pane(x)->isHidden());
+        for (int x : {1, 2, 3}) QVERIFY2(box(x)->isChecked(), "maximising does not touch the boxes");
+
+        child<QPushButton>("pushButton_ir_max")->click();
+        QCOMPARE(w_->maximizedPane(), 0);
+        for (int x : {1, 2, 3}) QVERIFY(!pane(x)->isHidden());
+        QVERIFY(pane(4)->isHidden());
+        const QGridLayout* g = grid();
+        const QSize cell = paneCellSize(child("widget_show")->size(), g->horizontalSpacing(), g->verticalSpacing(),
+                                        g->contentsMargins());
+        QCOMPARE(pane(1)->size(), cell);
+
+        // The views ask for the same through their signals.
+        emit child<GraphicsView>("graphicsViewDep")->showFul(child<GraphicsView>("graphicsViewDep"));
+        QCOMPARE(w_->maximizedPane(), 1);
+        emit child<CloudPoint>("widgetCp")->showFul(child<CloudPoint>("widgetCp"));
+        QCOMPARE(w_->maximizedPane(), 3);
+        QVERIFY(pane(1)->isHidden() && !pane(3)->isHidden());
+        emit child<CloudPoint>("widgetCp")->showNorm(child<CloudPoint>("widgetCp"));
+        for (int x : {1, 2, 3}) QVERIFY(!pane(x)->isHidden());
+
+        // Unticking a pane while another is maximised brings the layout back.
+        w_->setControlIsEnable(true);
+        w_->maximizePane(2);
+        box(1)->click();
+        QCOMPARE(w_->maximizedPane(), 0);
+        QVERIFY(pane(1)->isHidden() && !pane(2)->isHidden() && !pane(3)->isHidden());
+        child<QPushButton>("pushButton_cp_close")->click();
+        QVERIFY(pane(3)->isHidden() && !box(3)->isChecked());
+    }
+
+    void viewActionsAndDefaultLayout() {
+        menuAction(*w_, "控制面板")->trigger();
+        QVERIFY(child("widget_kz")->isHidden());
+        menuAction(*w_, "管理面板")->trigger();
+        QVERIFY(child("widget_gl")->isHidden());
+        menuAction(*w_, "控制面板")->trigger();
+        QVERIFY(!child("widget_kz")->isHidden());
+
+        w_->setHide(1);
+        w_->maximizePane(4);
+        menuAction(*w_, "界面默认配置")->trigger();
+        QVERIFY(!child("widget_kz")->isHidden() && !child("widget_gl")->isHidden());
+        QVERIFY(menuAction(*w_, "管理面板")->isChecked());
+        for (int x = 1; x <= 4; ++x) QVERIFY(!pane(x)->isHidden() && box(x)->isChecked());
+        QCOMPARE(w_->maximizedPane(), 0);
+        QCOMPARE(grid()->itemAtPosition(0, 1)->widget(), pane(2));
+
+        // On a camera without colour the default has no colour pane.
+        w_->switchUi(false);
+        menuAction(*w_, "界面默认配置")->trigger();
+        QVERIFY(pane(4)->isHidden());
+        QVERIFY(!pane(1)->isHidden());
+    }
+
+    void closeStopsAStreamingCameraAndMayRefuse_data() {
+        QTest::addColumn<bool>("streaming");
+        QTest::addColumn<int>("stopResult");
+        QTest::addColumn<bool>("closes");
+        QTest::addColumn<int>("minMs");
+        QTest::newRow("idle") << false << int(FAILED) << true << 0;
+        QTest::newRow("stopped cleanly") << true << int(SUCCESS) << true << 100;
+        QTest::newRow("link already lost") << true << int(NETWORK_ERROR) << true << 0;
+        QTest::newRow("stop failed") << true << int(FAILED) << false << 0;
+        QTest::newRow("stop timed out") << true << int(TIMEOUT) << false << 0;
+    }
+    void closeStopsAStreamingCameraAndMayRefuse() {
+        QFETCH(bool, streaming);
+        QFETCH(int, stopResult);
+        QFETCH(bool, closes);
+        QFETCH(int, minMs);
+        camera_.calls.clear();
+        camera_.stopResult = ReturnCode(stopResult);
+        w_->streaming = streaming;
+        w_->debugWindow()->show();
+
+        QElapsedTimer timer;
+        timer.start();
+        QCOMPARE(w_->close(), closes);
+        QVERIFY(timer.elapsed() >= minMs);
+        QVERIFY(w_->debugWindow()->isHidden());
+        const auto expected =
+            streaming ? std::vector<std::string>{"StopStream", "DisconnectFromDevice"} : std::vector<std::string>{};
+        QCOMPARE(camera_.calls, expected);
+    }
+
+    void sdkCallbackReachesTheLogAndRequestsOneReconnect() {
+        QVERIFY(camera_.callback);
+        std::thread([&] { camera_.callback("SN01", "heartbeat lost", nullptr); }).join();
+        QTRY_VERIFY(logLines(*w_).contains("sdk callback:SN01heartbeat lost"));
+        QVERIFY(!w_->reconnectRequested);
+
+        w_->streaming = true;
+        std::thread([&] {
+            camera_.callback("SN01", "link down", nullptr);
+            camera_.callback("SN01", "link down", nullptr);
+        }).join();
+        QVERIFY(!w_->streaming);
+        QTRY_VERIFY(w_->reconnectRequested);
+        QTRY_COMPARE(logLines(*w_).filter("try to reinit...").size(), 1);
+        QCOMPARE(logLines(*w_).filter("sdk callback:SN01link down").size(), 2);
+    }
+
+    void disConShowsTheAbnormalStateBox() {
+        PromptRecorder prompts;
+        emit w_->disCon(DEVICE_BUSY);
+        QCOMPARE(prompts.requests.size(), 1);
+        QCOMPARE(prompts.requests[0].title, QString("状态异常"));
+        QCOMPARE(prompts.requests[0].text, QString("错误信息：code 6"));
+        QCOMPARE(prompts.requests[0].parent, w_.get());
+    }
+
+    void protocolDialogIsRefusedWhileStreaming() {
+        PromptRecorder prompts;
+        w_->streaming = true;
+        menuAction(*w_, "切换网络协议")->trigger();
+        QCOMPARE(prompts.requests.size(), 1);
+        QCOMPARE(prompts.requests[0].text, QString("请先停止设备数据输出！"));
+        w_->streaming = false;
+        menuAction(*w_, "切换网络协议")->trigger();
+        QCOMPARE(prompts.requests.size(), 1);
+        menuAction(*w_, "调试信息")->trigger();
+        QVERIFY(w_->debugWindow()->isVisible());
+    }
+
+    void languageFileSelectsTheStartLanguage_data() {
+        QTest::addColumn<QByteArray>("content");
+        QTest::addColumn<bool>("exists");
+        QTest::addColumn<QString>("searchText");
+        QTest::newRow("1 is English") << QByteArray("1") << true << "Search device";
+        QTest::newRow("only the first byte counts") << QByteArray("10") << true << "Search device";
+        QTest::newRow("0 is Chinese") << QByteArray("0") << true << "搜索设备";
+        QTest::newRow("empty file") << QByteArray() << true << "搜索设备";
+        QTest::newRow("other byte first") << QByteArray(" 1") << true << "搜索设备";
+        QTest::newRow("no file") << QByteArray() << false << "搜索设备";
+    }
+    void languageFileSelectsTheStartLanguage() {
+        QFETCH(QByteArray, content);
+        QFETCH(bool, exists);
+        QFETCH(QString, searchText);
+        w_.reset();
+        if (exists) {
+            QFile f("language.info");
+            QVERIFY(f.open(QIODevice::WriteOnly));
+            f.write(content);
+        }
+        FakeCamera camera;
+        Widget w(nullptr, &camera);
+        QCOMPARE(w.findChild<QPushButton*>("pushButton")->text(), searchText);
+        const bool english = searchText == "Search device";
+        QCOMPARE(w.findChild<QMenuBar*>()->actions().first()->text(), english ? QString("Network") : QString("网络"));
+        QCOMPARE(w.findChild<QPushButton*>("pushButton_2")->text(), english ? QString("Start") : QString("开始"));
+        QCOMPARE(w.findChild<QLabel*>("label_statusBar")->text(),
+                 english ? QString(" Waiting for search...") : QString(" 等待搜索..."));
+        QCOMPARE(w.windowTitle(), QString("Dexalon V2.0.9"));
+        // Reading the choice never writes it back.
+        QCOMPARE(QFile::exists("language.info"), exists);
+    }
+
+    void switchingKeepsSessionTextsAndStopButton() {
+        child<QPushButton>("pushButton_2")->setText("停止");
+        child<QLabel>("label_SN")->setText(": KX0003000001");
+        child<QLabel>("label_IP")->setText(": 192.168.1.80");
+        child<QLabel>("label_statusBar")->setText("已搜索到设备");
+
+        w_->switchLanguage(1);
+        QCOMPARE(child<QPushButton>("pushButton_2")->text(), QString("Stop"));
+        QCOMPARE(child<QLabel>("label_statusBar")->text(), QString("Device Searched"));
+        QCOMPARE(child<QLabel>("label_SN")->text(), QString(": KX0003000001"));
+        QCOMPARE(child<QLabel>("label_IP")->text(), QString(": 192.168.1.80"));
+        QCOMPARE(child<QCheckBox>("checkBox_hdr")->text(), QString("HDR"));
+        QVERIFY(menuAction(*w_, "Debugging Information"));
+        QCOMPARE(w_->debugWindow()->findChild<QPushButton*>("pushButton")->text(), QString("Clear"));
+        w_->saveLanguage();
+        QFile english("language.info");
+        QVERIFY(english.open(QIODevice::ReadOnly));
+        QCOMPARE(english.readAll(), QByteArray("1"));
+
+        w_->switchLanguage(1);  // again: nothing changes
+        QCOMPARE(child<QPushButton>("pushButton_2")->text(), QString("Stop"));
+        QCOMPARE(child<QPushButton>("pushButton")->text(), QString("Search device"));
+
+        w_->switchLanguage(0);
+        QCOMPARE(child<QPushButton>("pushButton_2")->text(), QString("停止"));
+        QCOMPARE(child<QLabel>("label_statusBar")->text(), QString("已搜索到设备"));
+        QCOMPARE(child<QPushButton>("pushButton")->text(), QString("搜索设备"));
+        QCOMPARE(child<QLabel>("label_SN")->text(), QString(": KX0003000001"));
+        w_->saveLanguage();
+        QFile saved("language.info");
+        QVERIFY(saved.open(QIODevice::ReadOnly));
+        QCOMPARE(saved.readAll(), QByteArray("0"));
+    }
+};
+
+QTEST_MAIN(WidgetShellTest)
+#include "widget_shell_test.moc"

@@ -1,0 +1,112 @@
+// Renders the whole window on a real X server and checks the look: dark
+// panes and Chinese captions drawn with a font that has the glyphs.
+#include <QCheckBox>
+#include <QFontDatabase>
+#include <QGroupBox>
+#include <QLabel>
+#include <QMenuBar>
+#include <QPainter>
+#include <QPushButton>
+#include <QtTest>
+
+#include "testsupport.h"
+#include "widget.h"
+
+namespace {
+
+// One character drawn black on white in the given font.
+QImage glyphImage(const QFont& font, QChar c) {
+    QImage image(48, 48, QImage::Format_RGB32);
+    image.fill(Qt::white);
+    QPainter p(&image);
+    QFont big(font);
+    big.setPixelSize(32);
+    p.setFont(big);
+    p.setPen(Qt::black);
+    p.drawText(image.rect(), Qt::AlignCenter, QString(c));
+    return image;
+}
+
+int inkPixels(const QImage& image) {
+    int n = 0;
+    for (int y = 0; y < image.height(); ++y)
+        for (int x = 0; x < image.width(); ++x) n += qGray(image.pixel(x, y)) < 128;
+    return n;
+}
+
+}  // namespace
+
+class WindowRenderTest : public QObject {
+    Q_OBJECT
+
+private slots:
+    void initTestCase() {
+        if (qEnvironmentVariableIsEmpty("DISPLAY")) QSKIP("rendering needs an X server (run under xvfb-run)");
+    }
+
+    void chineseCaptionsUseACjkFontAndDarkTheme() {
+        QVERIFY2(!QFontDatabase().families(QFontDatabase::SimplifiedChinese).isEmpty(), "no Chinese font installed");
+        FakeCamera camera;
+        Widget w(nullptr, &camera);
+        // The layout of a running session: all four panes.
+        for (int x = 1; x <= 4; ++x) w.setShow(x);
+        w.resize(1600, 960);
+        w.show();
+        QVERIFY(QTest::qWaitForWindowExposed(&w));
+        w.setProportion();
+        QTest::qWait(300);
+
+        const QImage shot = w.grab().toImage();
+        const QString out = qEnvironmentVariableIsSet("DEXALON_SCREENSHOT")
+                                ? qEnvironmentVariable("DEXALON_SCREENSHOT")
+                                : QDir::temp().filePath("dexalon-main-window.png");
+        QVERIFY2(shot.save(out, "PNG"), qPrintable(out));
+        qInfo("window rendered to %s", qPrintable(out));
+
+        // Captions: every character must be in the font the widget uses, and
+        // distinct characters must draw distinct ink (missing glyphs all draw
+        // the same box).
+        const QList<QPair<QWidget*, QString>> captions{
+            {w.findChild<QPushButton*>("pushButton"), "搜索设备"},
+            {w.findChild<QCheckBox*>("checkBoxDep"), "深度图"},
+            {w.findChild<QGroupBox*>("groupBox_flitter_set"), "滤波设置"},
+            {w.findChild<QLabel*>("label_statusBar"), "等待搜索"},
+            {w.findChild<QMenuBar*>(), "调试信息"},
+        };
+        for (const auto& [widget, text] : captions) {
+            QVERIFY(widget);
+            const QFontMetrics metrics(widget->font());
+            QList<QImage> glyphs;
+            for (QChar c : text) {
+                QVERIFY2(metrics.inFontUcs4(c.unicode()),
+                         qPrintable(QString("%1 lacks %2 (%3)")
+                                        .arg(widget->objectName(), QString(c), QFontInfo(widget->font()).family())));
+                glyphs << glyphImage(widget->font(), c);
+                QVERIFY(inkPixels(glyphs.last()) > 20);
+            }
+            for (int i = 1; i < glyphs.size(); ++i) QVERIFY(glyphs[i] != glyphs[0]);
+        }
+
+        // Dark theme: black window, panes in rgb(53, 53, 53).
+        auto pixelAt = [&](const char* name, QPoint offset) {
+            QWidget* c = w.findChild<QWidget*>(name);
+            return QColor(shot.pixel(c->mapTo(&w, offset)));
+        };
+        QCOMPARE(pixelAt("widget_gl", QPoint(3, 200)), QColor(53, 53, 53));
+        QCOMPARE(pixelAt("widget_kz", QPoint(3, 200)), QColor(53, 53, 53));
+        QCOMPARE(QColor(shot.pixel(1, w.height() - 2)), QColor(Qt::black));
+        for (const char* pane : {"widget_DEP", "widget_IR", "widget_CP", "widget_RGB"})
+            QVERIFY2(w.findChild<QWidget*>(pane)->isVisible(), pane);
+
+        // The caption on the search button is drawn: more than one colour.
+        QWidget* button = w.findChild<QPushButton*>("pushButton");
+        const QImage buttonImage = shot.copy(QRect(button->mapTo(&w, QPoint(0, 0)), button->size()));
+        QSet<QRgb> colours;
+        for (int y = 0; y < buttonImage.height(); ++y)
+            for (int x = 0; x < buttonImage.width(); ++x) colours.insert(buttonImage.pixel(x, y));
+        QVERIFY(colours.size() > 4);
+    }
+};
+
+QTEST_MAIN(WindowRenderTest)
+#include "window_render_test.moc"
