@@ -124,6 +124,11 @@ void CameraServer::Impl::accept(tcp::acceptor& acceptor, Connection::Kind kind) 
 }
 
 void CameraServer::Impl::beginReboot() {
+    {
+        // Down before any socket closes, so whoever sees the link drop also sees the camera down.
+        std::lock_guard<std::mutex> lock(mutex);
+        up = false;
+    }
     endSession("reboot");
     closeSockets();
     {

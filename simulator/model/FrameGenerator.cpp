@@ -19,6 +19,7 @@ constexpr float kHdrShortRatio = 8.0f;   // long / short exposure of HDR
 // margin below the point where samples clip.
 constexpr float kTofAeTarget = 2000.0f;
 constexpr float kRgbAeTargetLevel = 110.0f;
+constexpr float kAeDeadBand = 0.02f;
 constexpr float kIrFullScale = 2048.0f;  // amplitude shown as white IR at gamma 0
 // The colour camera sits 25 mm to the right of the ToF camera, axes parallel.
 constexpr Vec3 kRgbCentre{25.0f, 0.0f, 0.0f};
@@ -162,7 +163,8 @@ void FrameGenerator::Impl::renderTof(uint64_t frameNo, const CameraSettings& s, 
     if (s.tofAutoExposure) {
         const float level = amplitudePercentile98(out.amplitude.data());
         const float step = std::clamp(std::sqrt(kTofAeTarget / level), 0.5f, 2.0f);
-        tofAe = std::clamp(tofAe * step, static_cast<float>(kMinTofExposureUs), static_cast<float>(cap));
+        if (std::fabs(step - 1.0f) > kAeDeadBand)
+            tofAe = std::clamp(tofAe * step, static_cast<float>(kMinTofExposureUs), static_cast<float>(cap));
     }
 
     uint16_t* depth = out.depth.data();
@@ -195,7 +197,9 @@ void FrameGenerator::Impl::renderRgb(uint64_t frameNo, const CameraSettings& s, 
         // Display levels are gamma encoded: light scales with level^2.2. Half
         // of that step per frame converges without oscillating.
         const float step = level < 1.0f ? 2.0f : std::clamp(std::pow(kRgbAeTargetLevel / level, 1.1f), 0.5f, 2.0f);
-        rgbAe = std::clamp(rgbAe * step, 1.0f, cap);
+        // A dead band, as real auto exposure has, keeps a settled exposure
+        // still instead of hunting by fractions of a percent.
+        if (std::fabs(step - 1.0f) > kAeDeadBand) rgbAe = std::clamp(rgbAe * step, 1.0f, cap);
     }
 }
 

@@ -106,10 +106,16 @@ inline void drawNormals(RowIn& in, int count, Rng& rng) {
 }
 
 inline void store(const RowOut& out, int i, size_t dst, uint16_t* depth, uint16_t* amplitude, uint8_t* saturated) {
-    const float z = out.depth[i];
-    depth[dst] = z > 0.0f && z < 65535.0f ? static_cast<uint16_t>(z + 0.5f) : 0;
-    amplitude[dst] = static_cast<uint16_t>(std::min(out.amp[i] + 0.5f, 65535.0f));
-    saturated[dst] = out.sat[i] != 0.0f;
+    // Depth never exceeds the dual-frequency range (~15 m), so it fits.
+    depth[dst] = static_cast<uint16_t>(static_cast<int>(out.depth[i] + 0.5f));
+    amplitude[dst] = static_cast<uint16_t>(static_cast<int>(std::min(out.amp[i], 65535.0f) + 0.5f));
+    saturated[dst] = static_cast<uint8_t>(static_cast<int>(out.sat[i]));
+}
+
+void storeRow(const RowOut& out, uint16_t* __restrict depth, uint16_t* __restrict amplitude,
+              uint8_t* __restrict saturated) {
+#pragma omp simd
+    for (int u = 0; u < kW; ++u) store(out, u, static_cast<size_t>(u), depth, amplitude, saturated);
 }
 }  // namespace
 
@@ -135,7 +141,7 @@ void TofSensor::measure(const TofMeasureMode& mode, Rng& rng, uint16_t* depth, u
         std::copy_n(&static_->dirZ[row], kW, in.dirZ);
         drawNormals(in, kW, rng);
         measureRow(in, mode, out);
-        for (int u = 0; u < kW; ++u) store(out, u, row + u, depth, amplitude, saturated);
+        storeRow(out, depth + row, amplitude + row, saturated + row);
     }
 }
 
