@@ -1,10 +1,10 @@
 #include "RgbSensor.h"
 
-#include "Noise.h"
-
 #include <algorithm>
 #include <cmath>
 #include <mutex>
+
+#include "Noise.h"
 
 namespace d3sim {
 

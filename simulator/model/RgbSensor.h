@@ -3,12 +3,12 @@
 // exposure, gain, contrast and a display gamma.
 #pragma once
 
-#include "FrameGenerator.h"
-#include "Scene.h"
-
 #include <cstdint>
 #include <memory>
 #include <vector>
+
+#include "FrameGenerator.h"
+#include "Scene.h"
 
 namespace d3sim {
 

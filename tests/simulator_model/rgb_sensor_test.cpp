@@ -85,7 +85,7 @@ TEST(RgbSensor, AutoExposureSettlesOnMidGreyFromEitherSide) {
     };
     const auto [expA, levelA] = settle(20);
     const auto [expB, levelB] = settle(9000);
-    EXPECT_NEAR(expA, expB, 0.1 * expB);
+    EXPECT_NEAR(expA, expB, 0.12 * expB);  // each may stop anywhere in the dead band
     EXPECT_NEAR(levelA, levelB, 8.0);
     EXPECT_GT(levelA, 60.0);
     EXPECT_LT(levelA, 170.0);
