@@ -68,6 +68,10 @@ Widget::Widget(QWidget* parent, CameraApi* camera)
     debugWindow_->setWindowTitle(tr("Debug"));
     tcpDialog_ = new TcpORudp;
     netDialog_ = new netSetting;
+    // Helper windows left open must not keep the program alive once the
+    // main window has closed.
+    for (QWidget* helper : QList<QWidget*>{debugWindow_, tcpDialog_, netDialog_})
+        helper->setAttribute(Qt::WA_QuitOnClose, false);
     mainWindow = this;
     buildMap();
 

@@ -8,8 +8,13 @@
 
 namespace {
 
-TEST(FrameBuffers, AllocatesEveryBufferAtItsFixedSize) {
+// Each construction touches about 100 MB, so the fresh-state checks share one.
+TEST(FrameBuffers, StartsWithEveryBufferAtItsFixedSizeZeroedAndFullHdSelected) {
     FrameBuffers f;
+    EXPECT_EQ(f.rgbIndex(), 3);
+    EXPECT_EQ(f.depthIndex(), 0);
+    EXPECT_EQ(f.currentRgbImage().size(), QSize(1920, 1080));
+    EXPECT_EQ(f.currentDepthImage().size(), QSize(640, 480));
     for (auto* c : {&f.depth, &f.amplitude}) {
         EXPECT_EQ(c->rows(), 480u);
         EXPECT_EQ(c->cols(), 640u);
@@ -37,23 +42,13 @@ TEST(FrameBuffers, AllocatesEveryBufferAtItsFixedSize) {
         EXPECT_EQ(f.depthValues[i].rows(), depth[i].height()) << i;
         EXPECT_EQ(f.depthValues[i].cols(), depth[i].width()) << i;
     }
-}
 
-TEST(FrameBuffers, ValueTablesStartAtZeroAndIndexRowMajor) {
-    FrameBuffers f;
     const auto& m = f.depthValues[2];
     for (int y : {0, 539, 1079})
         for (int x : {0, 960, 1919}) EXPECT_EQ(m[y][x], 0.0);
     EXPECT_EQ(f.rgbValues[3][1079][1919], 0u);
     f.irValues[1][2] = 7.0;
-    EXPECT_EQ(f.irValues.data()[640 + 2], 7.0);
-}
-
-TEST(FrameBuffers, StartsOnFullHdColourAndToFSizeDepth) {
-    FrameBuffers f;
-    EXPECT_EQ(f.rgbIndex(), 3);
-    EXPECT_EQ(f.depthIndex(), 0);
-    EXPECT_EQ(f.currentRgbImage().size(), QSize(1920, 1080));
+    EXPECT_EQ(f.irValues.data()[640 + 2], 7.0) << "rows are laid out one after another";
 }
 
 TEST(FrameBuffers, SelectionFollowsReadKindAndColourWidth) {

@@ -96,6 +96,7 @@ private slots:
         QCOMPARE(box(1)->text(), QString("深度图"));
         QVERIFY(child<QAbstractButton>("radioButton_manual")->isChecked());
         QCOMPARE(w_->debugWindow()->windowTitle(), QString("Debug"));
+        QVERIFY2(!w_->debugWindow()->testAttribute(Qt::WA_QuitOnClose), "an open log must not outlive the window");
         // Link monitoring is set up last, with a one-second SDK timeout.
         QCOMPARE(camera_.calls, (std::vector<std::string>{"SetTimeout", "RegisterNetworkMonitoringCallback"}));
         QCOMPARE(camera_.timeout, 1000u);
