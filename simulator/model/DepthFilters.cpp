@@ -19,16 +19,50 @@ inline void sort2(uint16_t& a, uint16_t& b) {
     b = hi;
 }
 
-// Median of nine with the classic 19-exchange network; branch-free.
-inline uint16_t median9(uint16_t* p) {
-    sort2(p[1], p[2]), sort2(p[4], p[5]), sort2(p[7], p[8]);
-    sort2(p[0], p[1]), sort2(p[3], p[4]), sort2(p[6], p[7]);
-    sort2(p[1], p[2]), sort2(p[4], p[5]), sort2(p[7], p[8]);
-    sort2(p[0], p[3]), sort2(p[5], p[8]), sort2(p[4], p[7]);
-    sort2(p[3], p[6]), sort2(p[1], p[4]), sort2(p[2], p[5]);
-    sort2(p[4], p[7]), sort2(p[4], p[2]), sort2(p[6], p[4]);
-    sort2(p[4], p[2]);
-    return p[4];
+// Median of nine with the classic 19-exchange network: min/max only, so a
+// row of them vectorises.
+inline uint16_t median9(uint16_t p0, uint16_t p1, uint16_t p2, uint16_t p3, uint16_t p4, uint16_t p5, uint16_t p6,
+                        uint16_t p7, uint16_t p8) {
+    sort2(p1, p2), sort2(p4, p5), sort2(p7, p8);
+    sort2(p0, p1), sort2(p3, p4), sort2(p6, p7);
+    sort2(p1, p2), sort2(p4, p5), sort2(p7, p8);
+    sort2(p0, p3), sort2(p5, p8), sort2(p4, p7);
+    sort2(p3, p6), sort2(p1, p4), sort2(p2, p5);
+    sort2(p4, p7), sort2(p4, p2), sort2(p6, p4);
+    sort2(p4, p2);
+    return p4;
+}
+
+// 3x3 medians of the interior of row y, assuming every value is valid;
+// `anyMissing` flags the pixels whose window holds a 0, to be redone.
+void median3x3Row(const uint16_t* __restrict src, int y, uint16_t* __restrict out, uint8_t* __restrict anyMissing) {
+    const uint16_t* a = src + static_cast<size_t>(y - 1) * kW;
+    const uint16_t* b = a + kW;
+    const uint16_t* c = b + kW;
+#pragma omp simd
+    for (int x = 1; x < kW - 1; ++x) {
+        out[x] = median9(a[x - 1], a[x], a[x + 1], b[x - 1], b[x], b[x + 1], c[x - 1], c[x], c[x + 1]);
+        const uint16_t lo = std::min(std::min(std::min(a[x - 1], a[x]), std::min(a[x + 1], b[x - 1])),
+                                     std::min(std::min(b[x], b[x + 1]), std::min(std::min(c[x - 1], c[x]), c[x + 1])));
+        anyMissing[x] = lo == 0;
+    }
+}
+
+// Median of the valid values in the clipped window around (x, y).
+uint16_t windowMedian(const uint16_t* src, int x, int y, int r) {
+    uint16_t win[49];
+    const int y0 = std::max(0, y - r), y1 = std::min(kH - 1, y + r);
+    const int x0 = std::max(0, x - r), x1 = std::min(kW - 1, x + r);
+    int n = 0;
+    for (int yy = y0; yy <= y1; ++yy) {
+        const uint16_t* row = src + static_cast<size_t>(yy) * kW;
+        for (int xx = x0; xx <= x1; ++xx) {
+            win[n] = row[xx];
+            n += row[xx] != 0;
+        }
+    }
+    std::nth_element(win, win + n / 2, win + n);
+    return win[n / 2];
 }
 
 inline uint16_t medianOfSmall(uint16_t* v, int n) {
@@ -79,31 +113,65 @@ void TimeMedianFilter::process(uint16_t* depth, int kernel, bool apply) {
 }
 
 void spatialMedian(uint16_t* depth, int kernel, std::vector<uint16_t>& scratch) {
-    scratch.assign(depth, depth + kPixels);
+    // The copy of the input, then a histogram over every 16-bit depth value.
+    scratch.resize(kPixels + 65536);
+    std::copy(depth, depth + kPixels, scratch.begin());
+    std::fill(scratch.begin() + kPixels, scratch.end(), 0);
     const uint16_t* src = scratch.data();
     const int r = kernel / 2;
-    uint16_t win[49];
-    for (int y = 0; y < kH; ++y) {
-        const int y0 = std::max(0, y - r), y1 = std::min(kH - 1, y + r);
-        for (int x = 0; x < kW; ++x) {
-            const size_t i = static_cast<size_t>(y) * kW + x;
-            if (src[i] == 0) continue;
-            const int x0 = std::max(0, x - r), x1 = std::min(kW - 1, x + r);
-            int n = 0;
-            for (int yy = y0; yy <= y1; ++yy) {
-                const uint16_t* row = src + static_cast<size_t>(yy) * kW;
-                for (int xx = x0; xx <= x1; ++xx) {
-                    win[n] = row[xx];
-                    n += row[xx] != 0;
+    if (r == 1) {
+        // Fast path for the common kernel: a vectorised network over rows where
+        // the whole window is valid, the general median elsewhere.
+        uint8_t anyMissing[kW];
+        for (int y = 0; y < kH; ++y) {
+            uint16_t* out = depth + static_cast<size_t>(y) * kW;
+            const uint16_t* in = src + static_cast<size_t>(y) * kW;
+            const bool border = y == 0 || y == kH - 1;
+            if (!border) median3x3Row(src, y, out, anyMissing);
+            for (int x = 0; x < kW; ++x) {
+                if (in[x] == 0) {
+                    out[x] = 0;  // a missing pixel stays missing
+                } else if (border || x == 0 || x == kW - 1 || anyMissing[x]) {
+                    out[x] = windowMedian(src, x, y, r);
                 }
             }
-            if (n == 9) {
-                depth[i] = median9(win);
-            } else {
-                std::nth_element(win, win + n / 2, win + n);
-                depth[i] = win[n / 2];
-            }
         }
+        return;
+    }
+    // Larger kernels: a running histogram per row (Huang's method). Sliding the
+    // window one pixel swaps two columns, and the median moves only as far as
+    // the values changed, so the cost hardly grows with the kernel.
+    uint16_t* hist = scratch.data() + kPixels;
+    for (int y = 0; y < kH; ++y) {
+        const int y0 = std::max(0, y - r), y1 = std::min(kH - 1, y + r);
+        int n = 0, below = 0;  // values in the window, values below `med`
+        int med = 0;
+        auto column = [&](int x, int sign) {
+            for (int yy = y0; yy <= y1; ++yy) {
+                const int v = src[static_cast<size_t>(yy) * kW + x];
+                if (v == 0) continue;
+                hist[v] = static_cast<uint16_t>(hist[v] + sign);
+                n += sign;
+                below += sign * (v < med);
+            }
+        };
+        for (int x = 0; x <= std::min(r, kW - 1); ++x) column(x, 1);
+        for (int x = 0; x < kW; ++x) {
+            if (x > 0) {
+                if (x - r - 1 >= 0) column(x - r - 1, -1);
+                if (x + r < kW) column(x + r, 1);
+            }
+            const size_t i = static_cast<size_t>(y) * kW + x;
+            if (src[i] == 0) continue;  // a missing pixel stays missing
+            // The median is the smallest value with more than n/2 values at or below it.
+            const int half = n / 2;
+            while (below > half) below -= hist[--med];
+            while (below + hist[med] <= half) below += hist[med++];
+            depth[i] = static_cast<uint16_t>(med);
+        }
+        // Empty the histogram by removing what is left rather than clearing it all.
+        for (int x = std::max(0, kW - r - 1); x < kW; ++x)
+            for (int yy = y0; yy <= y1; ++yy) hist[src[static_cast<size_t>(yy) * kW + x]] = 0;
     }
 }
 

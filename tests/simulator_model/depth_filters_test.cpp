@@ -2,6 +2,9 @@
 // then through the generator where they must measurably clean real frames.
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <random>
+
 #include "DepthFilters.h"
 #include "FrameGenerator.h"
 #include "ModelTestHelpers.h"
@@ -35,6 +38,40 @@ TEST(SpatialMedianFilter, RemovesSpikesKeepsHolesAndEdges) {
     EXPECT_EQ(spatialKernelFor(5.0f), 5);
     EXPECT_EQ(spatialKernelFor(7.0f), 7);
     EXPECT_EQ(spatialKernelFor(1.0f), 3);
+}
+
+// The fast paths (sorting network, running histogram) against the plain
+// definition on a noisy image with holes and steps.
+TEST(SpatialMedianFilter, MatchesTheDefinitionEverywhere) {
+    std::mt19937 rng(7);
+    std::vector<uint16_t> depth(kPixels), scratch;
+    for (int v = 0; v < kTofHeight; ++v)
+        for (int u = 0; u < kTofWidth; ++u) {
+            const int base = u < 200 ? 1500 : (v < 240 ? 3500 : 2300);
+            uint16_t d = static_cast<uint16_t>(base + static_cast<int>(rng() % 61) - 30);
+            if (rng() % 25 == 0) d = 0;
+            depth[idx(u, v)] = d;
+        }
+    for (int kernel : {3, 5, 7}) {
+        std::vector<uint16_t> fast = depth;
+        spatialMedian(fast.data(), kernel, scratch);
+        const int r = kernel / 2;
+        int mismatches = 0;
+        for (int v = 0; v < kTofHeight; ++v)
+            for (int u = 0; u < kTofWidth; ++u) {
+                uint16_t expected = 0;
+                if (depth[idx(u, v)] != 0) {
+                    std::vector<uint16_t> win;
+                    for (int y = std::max(0, v - r); y <= std::min(kTofHeight - 1, v + r); ++y)
+                        for (int x = std::max(0, u - r); x <= std::min(kTofWidth - 1, u + r); ++x)
+                            if (depth[idx(x, y)] != 0) win.push_back(depth[idx(x, y)]);
+                    std::nth_element(win.begin(), win.begin() + win.size() / 2, win.end());
+                    expected = win[win.size() / 2];
+                }
+                mismatches += fast[idx(u, v)] != expected;
+            }
+        EXPECT_EQ(mismatches, 0) << "kernel " << kernel;
+    }
 }
 
 TEST(FlyingPixelFilter, RemovesFloatingPixelsAndKeepsTheSilhouette) {
