@@ -84,8 +84,7 @@ struct CameraServer::Impl {
         uint16_t command;
         std::vector<uint8_t> bytes;
     };
-    std::deque<CachedReply> replyCache;  // replies to the current client's last requests
-    std::string cacheClient;
+    std::deque<CachedReply> replyCache;  // replies to the current session's last requests
     std::mt19937 tokenRng;
 
     // shared, under `mutex`

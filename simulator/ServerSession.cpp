@@ -118,12 +118,18 @@ int32_t CameraServer::Impl::openSession(const Connection::Ptr& conn, const Json&
     d3proto::SessionRequest req;
     if (!d3proto::fromJson(args, req)) return st::kProtocolError;
     if (req.transport != "tcp") return st::kNotSupported;
+    bool takeover = false;
     if (owner && owner != conn) {
         // The same client on a new connection is a reconnect the camera has not noticed yet.
         if (ownerClient != req.client) return st::kBusy;
         endSession("taken over by a new connection of the same client");
+        takeover = true;
     }
     if (owner != conn) {
+        // Replies are replayed only within the session they belong to (kept across a
+        // takeover, which is how a client retries after losing its link): a fresh
+        // session may restart its request ids and must never get an old session's replies.
+        if (!takeover) replyCache.clear();
         owner = conn;
         ownerClient = req.client;
         do {
@@ -131,10 +137,6 @@ int32_t CameraServer::Impl::openSession(const Connection::Ptr& conn, const Json&
         } while (token == 0);
         std::lock_guard<std::mutex> lock(mutex);
         ++stats.sessionsOpened;
-    }
-    if (cacheClient != req.client) {
-        replyCache.clear();
-        cacheClient = req.client;
     }
     lastActivity = Clock::now();
     d3proto::SessionReply r;

@@ -77,6 +77,27 @@ inline uint16_t medianOfSmall(uint16_t* v, int n) {
     }
     return v[n / 2];
 }
+// Median over K frames of one row by odd-even transposition sort: K rounds of
+// compare-exchanges, correct for any K and free of branches.
+template <int K>
+void medianAcrossFrames(const uint16_t* const* frames, size_t row, uint16_t* __restrict out,
+                        uint8_t* __restrict anyMissing) {
+    static_assert(K >= 2 && K <= TimeMedianFilter::kMaxKernel, "kernel out of range");
+    const uint16_t* f[K];
+    for (int j = 0; j < K; ++j) f[j] = frames[j] + row;
+#pragma omp simd
+    for (int x = 0; x < kW; ++x) {
+        uint16_t v[K];
+#pragma GCC unroll 16
+        for (int j = 0; j < K; ++j) v[j] = f[j][x];
+#pragma GCC unroll 16
+        for (int round = 0; round < K; ++round)
+#pragma GCC unroll 16
+            for (int j = round & 1; j + 1 < K; j += 2) sort2(v[j], v[j + 1]);
+        out[x] = v[K / 2];
+        anyMissing[x] = v[0] == 0;
+    }
+}
 }  // namespace
 
 int spatialKernelFor(float value) { return value <= 3.0f ? 3 : value <= 5.0f ? 5 : 7; }
@@ -100,15 +121,47 @@ void TimeMedianFilter::process(uint16_t* depth, int kernel, bool apply) {
     const uint16_t* frames[kMaxKernel];
     for (int j = 0; j < k; ++j)
         frames[j] = &ring_[static_cast<size_t>((next_ - 1 - j + kMaxKernel) % kMaxKernel) * kPixels];
+    // Pixels valid in all k frames go through a vectorised sorting network a
+    // row at a time; the rest take the median of their valid values.
+    uint8_t anyMissing[kW];
     uint16_t v[kMaxKernel];
-    for (size_t i = 0; i < kPixels; ++i) {
-        int n = 0;
-        for (int j = 0; j < k; ++j) {
-            const uint16_t d = frames[j][i];
-            v[n] = d;
-            n += d != 0;
+    for (size_t row = 0; row < kPixels; row += kW) {
+        switch (k) {
+            case 2:
+                medianAcrossFrames<2>(frames, row, depth + row, anyMissing);
+                break;
+            case 3:
+                medianAcrossFrames<3>(frames, row, depth + row, anyMissing);
+                break;
+            case 4:
+                medianAcrossFrames<4>(frames, row, depth + row, anyMissing);
+                break;
+            case 5:
+                medianAcrossFrames<5>(frames, row, depth + row, anyMissing);
+                break;
+            case 6:
+                medianAcrossFrames<6>(frames, row, depth + row, anyMissing);
+                break;
+            case 7:
+                medianAcrossFrames<7>(frames, row, depth + row, anyMissing);
+                break;
+            case 8:
+                medianAcrossFrames<8>(frames, row, depth + row, anyMissing);
+                break;
+            default:
+                medianAcrossFrames<9>(frames, row, depth + row, anyMissing);
+                break;
         }
-        depth[i] = n ? medianOfSmall(v, n) : 0;
+        for (int x = 0; x < kW; ++x) {
+            if (!anyMissing[x]) continue;
+            int n = 0;
+            for (int j = 0; j < k; ++j) {
+                const uint16_t d = frames[j][row + x];
+                v[n] = d;
+                n += d != 0;
+            }
+            depth[row + x] = n ? medianOfSmall(v, n) : 0;
+        }
     }
 }
 
