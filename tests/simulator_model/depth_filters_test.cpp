@@ -118,6 +118,36 @@ TEST(TimeMedian, UsesOnlyTheNewestFrames) {
     EXPECT_EQ(timeKernelFor(100.0f), TimeMedianFilter::kMaxKernel);
 }
 
+TEST(TimeMedian, MatchesTheDefinitionForEveryKernel) {
+    std::mt19937 rng(3);
+    std::vector<std::vector<uint16_t>> frames(TimeMedianFilter::kMaxKernel, std::vector<uint16_t>(kPixels));
+    for (auto& f : frames)
+        for (uint16_t& d : f) d = rng() % 8 == 0 ? 0 : static_cast<uint16_t>(2000 + rng() % 200);
+    for (int kernel = 2; kernel <= TimeMedianFilter::kMaxKernel; ++kernel) {
+        TimeMedianFilter filter;
+        std::vector<uint16_t> out;
+        for (const auto& f : frames) {
+            out = f;
+            filter.process(out.data(), kernel, true);
+        }
+        int mismatches = 0;
+        for (size_t i = 0; i < kPixels; i += 7) {
+            std::vector<uint16_t> valid;
+            for (int j = 0; j < kernel; ++j) {
+                const uint16_t d = frames[frames.size() - 1 - j][i];
+                if (d != 0) valid.push_back(d);
+            }
+            uint16_t expected = 0;
+            if (!valid.empty()) {
+                std::nth_element(valid.begin(), valid.begin() + valid.size() / 2, valid.end());
+                expected = valid[valid.size() / 2];
+            }
+            mismatches += out[i] != expected;
+        }
+        EXPECT_EQ(mismatches, 0) << "kernel " << kernel;
+    }
+}
+
 TEST(ConfidenceFilter, DropsExactlyTheWeakPixels) {
     std::vector<uint16_t> depth(kPixels, 1500), amplitude(kPixels, 40);
     amplitude[5] = 14;
