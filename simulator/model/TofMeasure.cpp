@@ -73,6 +73,10 @@ void measureRow(const RowIn& in, const TofMeasureMode& m, RowOut& out) {
             const float k1 = static_cast<float>(static_cast<int>(coarse * (1.0f / tof::kRange1Mm) - ph1 + 1.5f) - 1);
             const float k2 = static_cast<float>(static_cast<int>(coarse * (1.0f / tof::kRange2Mm) - ph2 + 1.5f) - 1);
             range = 0.5f * ((ph1 + k1) * tof::kRange1Mm + (ph2 + k2) * tof::kRange2Mm);
+            // Rounding near either end of the beat cycle can pick one wrap too
+            // few or too many; the pair of phases only knows range modulo it.
+            range = range < 0.0f ? range + tof::kRangeBeatMm : range;
+            range = range >= tof::kRangeBeatMm ? range - tof::kRangeBeatMm : range;
             amp = 0.5f * (m1 + m2);
         } else {
             range = ph1 * tof::kRange1Mm;
@@ -106,8 +110,7 @@ inline void drawNormals(RowIn& in, int count, Rng& rng) {
 }
 
 inline void store(const RowOut& out, int i, size_t dst, uint16_t* depth, uint16_t* amplitude, uint8_t* saturated) {
-    // Depth never exceeds the dual-frequency range (~15 m), so it fits.
-    depth[dst] = static_cast<uint16_t>(static_cast<int>(out.depth[i] + 0.5f));
+    depth[dst] = static_cast<uint16_t>(static_cast<int>(std::clamp(out.depth[i] + 0.5f, 0.0f, 65535.0f)));
     amplitude[dst] = static_cast<uint16_t>(static_cast<int>(std::min(out.amp[i], 65535.0f) + 0.5f));
     saturated[dst] = static_cast<uint8_t>(static_cast<int>(out.sat[i]));
 }

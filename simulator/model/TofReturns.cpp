@@ -127,7 +127,7 @@ void TofSensor::buildReturns(const Intrinsics& k, const Scene& scene, const Rect
     std::vector<Hit>& hits = scratch.hits;
     std::vector<float>& z = scratch.z;
     std::vector<uint8_t>& onSphere = scratch.onSphere;
-    hits.resize(n);
+    if (hits.size() < n) hits.resize(n);  // only grows: frames reuse it
     z.assign(n, 0.0f);
     onSphere.assign(n, 0);
     for (int v = bv0; v < bv1; ++v)

@@ -54,6 +54,49 @@ TEST(TofDeterminism, SameSeedAndSequenceGiveIdenticalFrames) {
     EXPECT_EQ(inSequence.depth, renderOne('3', 7, 3, plain).depth);
 }
 
+// The server stores whatever a client sends; the model must turn any of it
+// into a well-formed frame rather than crash or index out of range.
+TEST(TofSettings, OutOfRangeValuesStillGiveWellFormedFrames) {
+    std::vector<CameraSettings> cases(4);
+    cases[0].tofExposureUs = -50;
+    cases[0].frameRate = 0;
+    cases[0].irGamma = -3;
+    cases[0].rgbExposureUs = -1;
+    cases[0].rgbGain = -10;
+    cases[0].rgbContrast = 0;
+    cases[0].rgbAutoExposure = false;
+    cases[1].tofExposureUs = 1000000;
+    cases[1].frameRate = 500;
+    cases[1].irGamma = 9999;
+    cases[1].rgbGain = 100000;
+    cases[1].rgbContrast = 100000;
+    cases[1].frequencyMode = 7;
+    cases[1].hdr = true;
+    for (CameraSettings* s : {&cases[2], &cases[3]}) {
+        const float v = s == &cases[2] ? -1.0f : 1000.0f;
+        s->timeMedian = {true, v, 100.0f};
+        s->spatial = {true, v, 100.0f};
+        s->flyPixel = {true, v, 100.0f};
+        s->confidence = {true, v, 100.0f};
+        s->tofAutoExposure = true;
+        s->singleIntegral = true;
+    }
+    for (size_t c = 0; c < cases.size(); ++c) {
+        FrameGenerator gen('3', 1);
+        FrameSet f;
+        for (uint64_t n = 0; n < 2; ++n) gen.render(n, cases[c], f);
+        ASSERT_EQ(f.depth.size(), static_cast<size_t>(kTofWidth) * kTofHeight) << c;
+        ASSERT_EQ(f.ir.size(), f.depth.size()) << c;
+        ASSERT_EQ(f.amplitude.size(), f.depth.size()) << c;
+        ASSERT_EQ(f.rgb.size(), static_cast<size_t>(1920) * 1080 * 3) << c;
+        EXPECT_LE(*std::max_element(f.depth.begin(), f.depth.end()), 15000) << c;  // the dual-frequency range
+        EXPECT_GE(gen.effectiveExposureUs(), 6) << c;
+        EXPECT_LE(gen.effectiveExposureUs(), 4000) << c;
+        EXPECT_GE(gen.effectiveRgbExposureUs(), 0) << c;
+        EXPECT_LE(gen.effectiveRgbExposureUs(), 10000) << c;
+    }
+}
+
 TEST(TofDepth, BackWallMatchesGroundTruth) {
     FrameGenerator gen('0', 3);
     std::vector<float> gt;
