@@ -97,7 +97,9 @@ TEST(Session, SameClientOnANewConnectionTakesOver) {
 }
 
 TEST(Session, RepeatedRequestIdIsAnsweredFromTheCacheWithoutExecuting) {
-    CameraServer server(config("127.0.77.12"));
+    auto cfg = config("127.0.77.12");
+    cfg.heartbeatTimeoutMs = 30000;  // this test sends no heartbeats; a slow run must not lose the session
+    CameraServer server(cfg);
     ASSERT_TRUE(server.start());
     RawClient c;
     ASSERT_TRUE(c.connect("127.0.77.12", 48601));
