@@ -20,7 +20,7 @@ constexpr float kEdgeFraction = 0.05f;
 constexpr int kFootprintSamples = 4;
 constexpr float kFootprintOffsets[kFootprintSamples] = {-0.75f, -0.25f, 0.25f, 0.75f};
 // Light bouncing once off the floor onto the wall (and back) near their corner.
-constexpr float kMultipathGain = 0.3f;
+constexpr float kMultipathGain = 0.5f;
 constexpr float kMultipathReachMm = 200.0f;
 constexpr float kMultipathCutoffMm = 600.0f;
 
@@ -54,7 +54,10 @@ void addReturns(const Hit& hit, const Vec3& dir, float weight, std::vector<float
     if (gap >= 0.0f && gap < kMultipathCutoffMm) {
         const float mirrorRange = std::sqrt(mirror.x * mirror.x + mirror.y * mirror.y + mirror.z * mirror.z);
         const float a = amp * kMultipathGain * otherRho * std::exp(-gap / kMultipathReachMm);
-        out.push_back(0.5f * (range + mirrorRange));
+        // The mirror image gives the specular path; diffuse scattering spreads
+        // the bounce over the other surface, lengthening the mean path by
+        // about the distance to the corner.
+        out.push_back(0.5f * (range + mirrorRange) + gap);
         out.push_back(a);
     }
 }

@@ -235,6 +235,31 @@ TEST(TofExposure, FastModeIsNoisier) {
     EXPECT_GT(n2, 1.2 * n1);
 }
 
+// Light that bounced off the floor reaches the wall pixels just above the
+// corner by a longer path, so the corner reads too far and looks rounded.
+TEST(TofDepth, MultipathPushesTheCornerBack) {
+    FrameGenerator gen('0', 14);
+    std::vector<float> gt;
+    gen.renderGroundTruth(0, gt);
+    FrameSet f;
+    gen.render(0, CameraSettings{}, f);
+    auto meanError = [&](const Region& r) {
+        double sum = 0;
+        int n = 0;
+        for (int v = r.v0; v < r.v1; ++v)
+            for (int u = r.u0; u < r.u1; ++u) {
+                const size_t i = static_cast<size_t>(v) * kTofWidth + u;
+                if (f.depth[i] == 0 || gt[i] != scene::kWallZ) continue;
+                sum += f.depth[i] - gt[i];
+                ++n;
+            }
+        return sum / n;
+    };
+    // The corner line is at row cy + fy * floorY / wallZ = 344.
+    EXPECT_GT(meanError(Region{330, 330, 470, 342}), 5.0);
+    EXPECT_LT(std::abs(meanError(kWallPatch)), 3.0);
+}
+
 TEST(TofDepth, DepthEdgesProduceFlyingPixels) {
     // Left edge of the box front (about column 161.7): wall at 3.5 m behind
     // the box at 2.3 m. Pixels straddling it measure a blend of both, which
