@@ -35,30 +35,25 @@ float Scene::reflectivity(Surface s) {
     return 0.0f;
 }
 
-bool intersectBox(const Box3& box, const Vec3& o, const Vec3& d, float& t, Vec3& normal) {
+namespace {
+// Slab test with the ray's reciprocal direction precomputed, as every box of
+// the scene is tested against the same ray.
+bool slabs(const Box3& box, const Vec3& o, const Vec3& inv, float& t, Vec3& normal) {
     const float inf = std::numeric_limits<float>::infinity();
     float tNear = -inf, tFar = inf;
     int axisNear = -1;
-    const float os[3] = {o.x, o.y, o.z}, ds[3] = {d.x, d.y, d.z};
-    const float lo[3] = {box.min.x, box.min.y, box.min.z}, hi[3] = {box.max.x, box.max.y, box.max.z};
     bool nearIsMin = true;
+    const float os[3] = {o.x, o.y, o.z}, is[3] = {inv.x, inv.y, inv.z};
+    const float lo[3] = {box.min.x, box.min.y, box.min.z}, hi[3] = {box.max.x, box.max.y, box.max.z};
     for (int a = 0; a < 3; ++a) {
-        if (ds[a] == 0.0f) {
+        if (std::isinf(is[a])) {  // parallel to these faces
             if (os[a] < lo[a] || os[a] > hi[a]) return false;
             continue;
         }
-        const float inv = 1.0f / ds[a];
-        float t0 = (lo[a] - os[a]) * inv, t1 = (hi[a] - os[a]) * inv;
-        bool entersMin = true;
-        if (t0 > t1) {
-            std::swap(t0, t1);
-            entersMin = false;
-        }
-        if (t0 > tNear) {
-            tNear = t0;
-            axisNear = a;
-            nearIsMin = entersMin;
-        }
+        float t0 = (lo[a] - os[a]) * is[a], t1 = (hi[a] - os[a]) * is[a];
+        const bool entersMin = t0 <= t1;
+        if (!entersMin) std::swap(t0, t1);
+        if (t0 > tNear) tNear = t0, axisNear = a, nearIsMin = entersMin;
         if (t1 < tFar) tFar = t1;
         if (tNear > tFar) return false;
     }
@@ -68,6 +63,20 @@ bool intersectBox(const Box3& box, const Vec3& o, const Vec3& d, float& t, Vec3&
     n[axisNear] = nearIsMin ? -1.0f : 1.0f;
     normal = {n[0], n[1], n[2]};
     return true;
+}
+
+Vec3 reciprocal(const Vec3& d) { return {1.0f / d.x, 1.0f / d.y, 1.0f / d.z}; }
+
+struct SceneBox {
+    const Box3* box;
+    Surface surface;
+};
+constexpr SceneBox kBoxes[] = {
+    {&scene::kPallet, Surface::Pallet}, {&scene::kBox, Surface::Box}, {&scene::kPillar, Surface::Pillar}};
+}  // namespace
+
+bool intersectBox(const Box3& box, const Vec3& o, const Vec3& d, float& t, Vec3& normal) {
+    return slabs(box, o, reciprocal(d), t, normal);
 }
 
 bool Scene::intersectSphere(const Vec3& o, const Vec3& d, Hit& hit) const {
@@ -97,16 +106,11 @@ bool Scene::intersect(const Vec3& o, const Vec3& d, Hit& hit) const {
         const float t = (scene::kFloorY - o.y) / d.y;
         if (t > 0.0f && t < hit.t) hit = {t, Surface::Floor, {0.0f, -1.0f, 0.0f}};
     }
-    struct Item {
-        const Box3* box;
-        Surface s;
-    };
-    static const Item items[] = {
-        {&scene::kPallet, Surface::Pallet}, {&scene::kBox, Surface::Box}, {&scene::kPillar, Surface::Pillar}};
-    for (const Item& it : items) {
+    const Vec3 inv = reciprocal(d);
+    for (const SceneBox& b : kBoxes) {
         float t;
         Vec3 n;
-        if (intersectBox(*it.box, o, d, t, n) && t < hit.t) hit = {t, it.s, n};
+        if (slabs(*b.box, o, inv, t, n) && t < hit.t) hit = {t, b.surface, n};
     }
     if (withSphere_) {
         Hit sh;

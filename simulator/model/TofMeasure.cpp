@@ -98,14 +98,18 @@ void measureRow(const RowIn& in, const TofMeasureMode& m, RowOut& out) {
         measureRow<false>(in, m, out);
 }
 
-inline void drawNormals(RowIn& in, int count, Rng& rng) {
+// Table look-ups do not vectorise, so the draws are made here, beforehand;
+// the single-frequency mode needs only the first pair.
+inline void drawNormals(RowIn& in, int count, bool dual, Rng& rng) {
     const float* table = normalTable();
     for (int i = 0; i < count; ++i) {
         const uint64_t bits = rng.next();
         in.n0[i] = normalAt(table, bits, 0);
         in.n1[i] = normalAt(table, bits, 1);
-        in.n2[i] = normalAt(table, bits, 2);
-        in.n3[i] = normalAt(table, bits, 3);
+        if (dual) {
+            in.n2[i] = normalAt(table, bits, 2);
+            in.n3[i] = normalAt(table, bits, 3);
+        }
     }
 }
 
@@ -142,7 +146,7 @@ void TofSensor::measure(const TofMeasureMode& mode, Rng& rng, uint16_t* depth, u
             std::copy_n(&overlay_.cyc2[o], n, in.c2 + r.u0);
         }
         std::copy_n(&static_->dirZ[row], kW, in.dirZ);
-        drawNormals(in, kW, rng);
+        drawNormals(in, kW, mode.dualFrequency, rng);
         measureRow(in, mode, out);
         storeRow(out, depth + row, amplitude + row, saturated + row);
     }
@@ -169,7 +173,7 @@ void TofSensor::measurePixels(const TofMeasureMode& mode, Rng& rng, const std::v
             in.c2[j] = src.cyc2[si];
             in.dirZ[j] = static_->dirZ[i];
         }
-        drawNormals(in, n, rng);
+        drawNormals(in, n, mode.dualFrequency, rng);
         measureRow(in, mode, out);
         for (int j = 0; j < n; ++j) store(out, j, static_cast<size_t>(pixels[start + j]), depth, amplitude, saturated);
     }
