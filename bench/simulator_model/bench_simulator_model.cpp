@@ -56,6 +56,8 @@ BENCHMARK(BM_TofAndRgb1080p)->Unit(benchmark::kMillisecond);
 void BM_TofAndRgb1600x1200(benchmark::State& state) { renderLoop(state, '4', CameraSettings{}); }
 BENCHMARK(BM_TofAndRgb1600x1200)->Unit(benchmark::kMillisecond);
 
+// A camera (re)start once its geometry's static images exist, as after a
+// simulated reboot; the first camera of a geometry also traces the scene.
 void BM_Construct(benchmark::State& state) {
     for (auto _ : state) {
         FrameGenerator gen('3', 1);

@@ -50,16 +50,17 @@ std::shared_ptr<const RgbSensor::StaticLight> RgbSensor::staticLight(RgbSensor& 
     struct Entry {
         int w, h;
         float fx, fy, cx, cy, x, y, z;
-        std::weak_ptr<const StaticLight> image;
+        std::shared_ptr<const StaticLight> image;
     };
+    // One entry per camera geometry, kept for the life of the process so that
+    // restarting a simulated camera does not trace its scene again.
     static std::mutex mutex;
     static std::vector<Entry> cache;
     std::lock_guard<std::mutex> lock(mutex);
     for (const Entry& e : cache) {
         const bool same = e.w == g.w_ && e.h == g.h_ && e.fx == g.k_.fx && e.fy == g.k_.fy && e.cx == g.k_.cx &&
                           e.cy == g.k_.cy && e.x == g.centre_.x && e.y == g.centre_.y && e.z == g.centre_.z;
-        if (!same) continue;
-        if (auto image = e.image.lock()) return image;
+        if (same) return e.image;
     }
     auto built = std::make_shared<StaticLight>();
     built->level.resize(3 * static_cast<size_t>(g.w_) * g.h_);

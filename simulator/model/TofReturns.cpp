@@ -74,12 +74,13 @@ void TofSensor::Returns::resize(int w, int h) {
 }
 
 std::shared_ptr<const TofSensor::StaticImage> TofSensor::staticImage(const Intrinsics& k) {
+    // Kept for the life of the process: simulated cameras restart often
+    // (reboots, faults) and a rebuild costs tens of milliseconds.
     static std::mutex mutex;
-    static std::weak_ptr<const StaticImage> cached;
+    static std::shared_ptr<const StaticImage> cached;
     static Intrinsics cachedK{};
     std::lock_guard<std::mutex> lock(mutex);
-    std::shared_ptr<const StaticImage> image = cached.lock();
-    if (image && cachedK.fx == k.fx && cachedK.fy == k.fy && cachedK.cx == k.cx && cachedK.cy == k.cy) return image;
+    if (cached && cachedK.fx == k.fx && cachedK.fy == k.fy && cachedK.cx == k.cx && cachedK.cy == k.cy) return cached;
     auto built = std::make_shared<StaticImage>();
     built->resize(kTofWidth, kTofHeight);
     built->dirZ.resize(static_cast<size_t>(kTofWidth) * kTofHeight);
