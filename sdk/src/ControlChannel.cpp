@@ -10,6 +10,11 @@ using Clock = std::chrono::steady_clock;
 namespace {
 constexpr int32_t kNetworkError = 33;
 constexpr int32_t kTimeout = d3proto::status::kTimeout;
+
+// Request ids never repeat within the process, not even across sessions: a
+// camera replays its cached reply for a known id, and a new session of the
+// same client must not be answered from the previous one.
+std::atomic<uint32_t> nextRequestId{1};
 }  // namespace
 
 ControlChannel::ControlChannel() : socket_(io_) {}
@@ -125,7 +130,8 @@ int32_t ControlChannel::request(d3proto::Command cmd, const d3proto::Json& args,
     uint32_t id;
     {
         std::lock_guard<std::mutex> lock(stateMutex_);
-        id = nextId_++;
+        id = nextRequestId++;
+        if (id == 0) id = nextRequestId++;  // 0 means "no id" to the camera
         waitingFor_ = id;
         haveReply_ = false;
     }

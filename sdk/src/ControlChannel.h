@@ -58,7 +58,6 @@ private:
     std::timed_mutex requestMutex_;  // one request in flight
     mutable std::mutex stateMutex_;
     std::condition_variable replied_;
-    uint32_t nextId_ = 1;
     uint32_t waitingFor_ = 0;
     bool haveReply_ = false;
     int32_t replyStatus_ = 0;

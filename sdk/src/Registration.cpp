@@ -15,8 +15,8 @@ void Registration::configure(const CameraIntrinsicParam& tof, unsigned tofWidth,
     rgbW_ = rgbWidth;
     rgbH_ = rgbHeight;
     ext_ = ext;
-    footprint_ = tof.fx > 0 ? rgb.fx / tof.fx : 1.0f;
     source_.resize(size_t(rgbWidth) * rgbHeight);
+    projected_.resize(size_t(tofWidth) * tofHeight);
 }
 
 bool Registration::project(unsigned u, unsigned v, uint16_t d, float& ur, float& vr, float& zr) const {
@@ -38,30 +38,47 @@ bool Registration::project(unsigned u, unsigned v, uint16_t d, float& ur, float&
 void Registration::depthToRgb(const uint16_t* depth, uint16_t* out) {
     std::memset(out, 0, size_t(rgbW_) * rgbH_ * sizeof(uint16_t));
     const unsigned w = tof_.width(), h = tof_.height();
-    const int maxU = int(rgbW_) - 1, maxV = int(rgbH_) - 1;
+    const float maxU = float(rgbW_) - 1, maxV = float(rgbH_) - 1;
+    // Projections of every depth pixel first, so each pixel can see where its
+    // right and lower neighbours landed.
+    for (unsigned v = 0; v < h; ++v)
+        for (unsigned u = 0; u < w; ++u) {
+            const uint32_t i = v * w + u;
+            Projected& p = projected_[i];
+            if (depth[i] == 0 || !project(u, v, depth[i], p.u, p.v, p.z)) p.z = 0;
+        }
     uint32_t* src = source_.data();
     for (unsigned v = 0; v < h; ++v) {
         for (unsigned u = 0; u < w; ++u) {
             const uint32_t i = v * w + u;
-            const uint16_t d = depth[i];
-            if (d == 0) continue;
-            float ur, vr, zr;
-            if (!project(u, v, d, ur, vr, zr)) continue;
-            // Half the side of the square this depth pixel covers in the
-            // colour image, a little enlarged so neighbours overlap instead
-            // of leaving one-pixel cracks; bounded so a wild point cannot
-            // paint a large patch.
-            const float half = std::clamp(0.55f * footprint_ * float(d) / zr, 0.5f, 4.0f);
-            const int u0 = std::max(0, int(std::ceil(ur - half)));
-            const int u1 = std::min(maxU, int(std::floor(ur + half)));
-            const int v0 = std::max(0, int(std::ceil(vr - half)));
-            const int v1 = std::min(maxV, int(std::floor(vr + half)));
-            if (u0 > u1 || v0 > v1) continue;
-            const uint16_t zq = uint16_t(std::min(65535.0f, zr + 0.5f));
-            for (int y = v0; y <= v1; ++y) {
+            const Projected& p = projected_[i];
+            if (p.z == 0) continue;
+            // The pixel covers the quad up to its right and lower neighbours
+            // when they lie on the same surface (depth within 5 %), so steep
+            // surfaces stay closed; across a depth jump it keeps a footprint
+            // of one colour pixel and the gap stays (nothing is seen there).
+            float u0 = p.u - 0.5f, u1 = p.u + 0.5f, v0 = p.v - 0.5f, v1 = p.v + 0.5f;
+            auto extend = [&](const Projected& n) {
+                if (n.z == 0 || std::fabs(n.z - p.z) > 0.05f * p.z) return;
+                u0 = std::min(u0, n.u);
+                u1 = std::max(u1, n.u);
+                v0 = std::min(v0, n.v);
+                v1 = std::max(v1, n.v);
+            };
+            if (u + 1 < w) extend(projected_[i + 1]);
+            if (v + 1 < h) extend(projected_[i + w]);
+            if (u + 1 < w && v + 1 < h) extend(projected_[i + w + 1]);
+            // A wild point must not paint a large patch.
+            u1 = std::min(u1, u0 + 8.0f);
+            v1 = std::min(v1, v0 + 8.0f);
+            const int x0 = int(std::ceil(std::max(u0, 0.0f))), x1 = int(std::floor(std::min(u1, maxU)));
+            const int y0 = int(std::ceil(std::max(v0, 0.0f))), y1 = int(std::floor(std::min(v1, maxV)));
+            if (x0 > x1 || y0 > y1) continue;
+            const uint16_t zq = uint16_t(std::min(65535.0f, p.z + 0.5f));
+            for (int y = y0; y <= y1; ++y) {
                 uint16_t* row = out + size_t(y) * rgbW_;
                 uint32_t* srow = src + size_t(y) * rgbW_;
-                for (int x = u0; x <= u1; ++x) {
+                for (int x = x0; x <= x1; ++x) {
                     if (row[x] == 0 || zq < row[x]) {
                         row[x] = zq;
                         srow[x] = i;

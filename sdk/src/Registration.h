@@ -26,9 +26,10 @@ public:
 
     // Depth seen from the colour camera at its resolution (out: rgbW*rgbH, mm,
     // 0 where nothing projects). The nearest surface wins, and each depth pixel
-    // covers the footprint it has in the colour image so the result is a
-    // surface rather than a dot pattern. Also remembers which depth pixel won
-    // each colour pixel (sourceIndex) for the intensity of coloured points.
+    // covers the area up to its neighbours on the same surface, so the result
+    // is a closed surface rather than a dot pattern (the colour image has
+    // several times the pixels). Also remembers which depth pixel won each
+    // colour pixel (sourceIndex) for the intensity of coloured points.
     void depthToRgb(const uint16_t* depth, uint16_t* out);
     const uint32_t* sourceIndex() const { return source_.data(); }
 
@@ -54,7 +55,10 @@ private:
     CameraIntrinsicParam rgbK_{};
     unsigned rgbW_ = 0, rgbH_ = 0;
     Extrinsics ext_;
-    float footprint_ = 1.0f;  // colour pixels per depth pixel at equal distance
+    struct Projected {
+        float u, v, z;  // z = 0: no depth or behind the colour camera
+    };
+    std::vector<Projected> projected_;
     std::vector<uint32_t> source_;
 };
 

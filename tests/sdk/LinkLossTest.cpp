@@ -1,0 +1,49 @@
+// Losing the camera: the monitoring callback fires once on an SDK thread and
+// every later call reports the lost link.
+#include "NetworkFixture.h"
+
+#include <atomic>
+#include <chrono>
+#include <thread>
+
+TEST(LinkLoss, CameraGoneFiresCallbackOnceAndCallsReportNetworkError) {
+    auto cams = sdktest::startCameras("127.0.79.2", 48763, {'1'});
+    DeviceManager& dm = DeviceManager::GetInstance();
+    std::atomic<int> calls{0};
+    std::string serial;
+    std::thread::id callbackThread;
+    dm.RegisterNetworkMonitoringCallback(
+        [&](std::string sn, std::string, void*) {
+            serial = sn;
+            callbackThread = std::this_thread::get_id();
+            ++calls;
+        },
+        nullptr);
+    dm.SetTimeout(1000);
+    ASSERT_EQ(dm.InitDevice((*cams)[0].deviceString(), true), SUCCESS);
+    ASSERT_EQ(dm.StartStream(), SUCCESS);
+    // Heartbeats keep an idle session alive past the camera's 3 s limit.
+    std::this_thread::sleep_for(std::chrono::milliseconds(3500));
+    int fps;
+    ASSERT_EQ(dm.GetFrameRate(fps), SUCCESS);
+    EXPECT_EQ(calls, 0);
+
+    DataContainer<uint16_t> depth;
+    ReturnCode inFlight = SUCCESS;
+    std::thread reader([&] {
+        // Keeps reading until the loss surfaces.
+        for (int i = 0; i < 200 && inFlight == SUCCESS; ++i) inFlight = dm.GetTofData(&depth, nullptr, nullptr, nullptr);
+    });
+    (*cams)[0].stop();
+    reader.join();
+    EXPECT_EQ(inFlight, NETWORK_ERROR);
+    for (int i = 0; i < 50 && calls == 0; ++i) std::this_thread::sleep_for(std::chrono::milliseconds(100));
+    std::this_thread::sleep_for(std::chrono::milliseconds(300));
+    EXPECT_EQ(calls, 1);
+    EXPECT_EQ(serial, (*cams)[0].serial());
+    EXPECT_NE(callbackThread, std::this_thread::get_id());
+    EXPECT_EQ(dm.GetFrameRate(fps), NETWORK_ERROR);
+    EXPECT_EQ(dm.StopStream(), NETWORK_ERROR);
+    EXPECT_EQ(dm.DisconnectFromDevice(), SUCCESS);
+    dm.RegisterNetworkMonitoringCallback(nullptr, nullptr);
+}
