@@ -35,10 +35,20 @@ bool Registration::project(unsigned u, unsigned v, uint16_t d, float& ur, float&
     return true;
 }
 
+namespace {
+
+// Smallest integer >= x for 0 <= x < 2^31, without a library call.
+inline int ceilPositive(float x) {
+    const int i = int(x);
+    return i + (float(i) < x);
+}
+
+}  // namespace
+
 void Registration::depthToRgb(const uint16_t* depth, uint16_t* out) {
     std::memset(out, 0, size_t(rgbW_) * rgbH_ * sizeof(uint16_t));
     const unsigned w = tof_.width(), h = tof_.height();
-    const float maxU = float(rgbW_) - 1, maxV = float(rgbH_) - 1;
+    const float maxU = float(rgbW_) - 0.5f, maxV = float(rgbH_) - 0.5f;
     // Projections of every depth pixel first, so each pixel can see where its
     // right and lower neighbours landed.
     for (unsigned v = 0; v < h; ++v)
@@ -53,13 +63,16 @@ void Registration::depthToRgb(const uint16_t* depth, uint16_t* out) {
             const uint32_t i = v * w + u;
             const Projected& p = projected_[i];
             if (p.z == 0) continue;
-            // The pixel covers the quad up to its right and lower neighbours
-            // when they lie on the same surface (depth within 5 %), so steep
-            // surfaces stay closed; across a depth jump it keeps a footprint
-            // of one colour pixel and the gap stays (nothing is seen there).
-            float u0 = p.u - 0.5f, u1 = p.u + 0.5f, v0 = p.v - 0.5f, v1 = p.v + 0.5f;
+            // The pixel owns the colour pixels between its own projection and
+            // those of its right and lower neighbours when they lie on the same
+            // surface (depth within 5 %), so neighbouring quads tile the
+            // surface without gaps or overlap, steep surfaces included. Across
+            // a depth jump it keeps one colour pixel and the gap stays: the
+            // colour camera sees something there the ToF camera does not.
+            float u0 = p.u, u1 = p.u, v0 = p.v, v1 = p.v;
+            const float tolerance = 0.05f * p.z;
             auto extend = [&](const Projected& n) {
-                if (n.z == 0 || std::fabs(n.z - p.z) > 0.05f * p.z) return;
+                if (n.z == 0 || std::fabs(n.z - p.z) > tolerance) return;
                 u0 = std::min(u0, n.u);
                 u1 = std::max(u1, n.u);
                 v0 = std::min(v0, n.v);
@@ -68,12 +81,16 @@ void Registration::depthToRgb(const uint16_t* depth, uint16_t* out) {
             if (u + 1 < w) extend(projected_[i + 1]);
             if (v + 1 < h) extend(projected_[i + w]);
             if (u + 1 < w && v + 1 < h) extend(projected_[i + w + 1]);
+            if (u1 < -0.5f || v1 < -0.5f || u0 > maxU || v0 > maxV) continue;
             // A wild point must not paint a large patch.
-            u1 = std::min(u1, u0 + 8.0f);
-            v1 = std::min(v1, v0 + 8.0f);
-            const int x0 = int(std::ceil(std::max(u0, 0.0f))), x1 = int(std::floor(std::min(u1, maxU)));
-            const int y0 = int(std::ceil(std::max(v0, 0.0f))), y1 = int(std::floor(std::min(v1, maxV)));
-            if (x0 > x1 || y0 > y1) continue;
+            u1 = std::min({u1, u0 + 8.0f, maxU});
+            v1 = std::min({v1, v0 + 8.0f, maxV});
+            // Half-open [ceil(u0), ceil(u1)); a degenerate range becomes the
+            // nearest pixel.
+            int x0 = ceilPositive(std::max(u0, 0.0f)), x1 = ceilPositive(std::max(u1, 0.0f)) - 1;
+            int y0 = ceilPositive(std::max(v0, 0.0f)), y1 = ceilPositive(std::max(v1, 0.0f)) - 1;
+            if (x1 < x0) x0 = x1 = std::min(int(std::max(p.u, 0.0f) + 0.5f), int(rgbW_) - 1);
+            if (y1 < y0) y0 = y1 = std::min(int(std::max(p.v, 0.0f) + 0.5f), int(rgbH_) - 1);
             const uint16_t zq = uint16_t(std::min(65535.0f, p.z + 0.5f));
             for (int y = y0; y <= y1; ++y) {
                 uint16_t* row = out + size_t(y) * rgbW_;
@@ -91,24 +108,20 @@ void Registration::depthToRgb(const uint16_t* depth, uint16_t* out) {
 
 void Registration::rgbToDepth(const uint16_t* depth, const uint16_t* zbuffer, const RGB888Pixel* rgb,
                               RGB888Pixel* out) const {
-    const unsigned w = tof_.width(), h = tof_.height();
-    for (unsigned v = 0; v < h; ++v) {
-        for (unsigned u = 0; u < w; ++u) {
-            const uint32_t i = v * w + u;
-            out[i] = RGB888Pixel{0, 0, 0};
-            const uint16_t d = depth[i];
-            float ur, vr, zr;
-            if (d == 0 || !project(u, v, d, ur, vr, zr)) continue;
-            const long x = std::lround(ur), y = std::lround(vr);
-            if (x < 0 || y < 0 || x >= long(rgbW_) || y >= long(rgbH_)) continue;
-            const size_t j = size_t(y) * rgbW_ + size_t(x);
-            // The colour camera sees something nearer here: this surface is
-            // hidden from it and its colour would belong to the occluder.
-            // The margin absorbs depth noise between neighbouring pixels.
-            const float nearest = float(zbuffer[j]);
-            if (nearest > 0 && zr > nearest + 10.0f + 0.03f * nearest) continue;
-            out[i] = rgb[j];
-        }
+    const size_t n = size_t(tof_.width()) * tof_.height();
+    const float maxU = float(rgbW_) - 0.5f, maxV = float(rgbH_) - 0.5f;
+    for (size_t i = 0; i < n; ++i) {
+        out[i] = RGB888Pixel{0, 0, 0};
+        const Projected& p = projected_[i];
+        if (depth[i] == 0 || p.z == 0) continue;
+        if (p.u < -0.5f || p.v < -0.5f || p.u >= maxU || p.v >= maxV) continue;
+        const size_t j = size_t(int(p.v + 0.5f)) * rgbW_ + size_t(int(p.u + 0.5f));
+        // The colour camera sees something nearer here: this surface is
+        // hidden from it and its colour would belong to the occluder. The
+        // margin absorbs depth noise between neighbouring pixels.
+        const float nearest = float(zbuffer[j]);
+        if (nearest > 0 && p.z > nearest + 10.0f + 0.03f * nearest) continue;
+        out[i] = rgb[j];
     }
 }
 

@@ -33,9 +33,10 @@ public:
     void depthToRgb(const uint16_t* depth, uint16_t* out);
     const uint32_t* sourceIndex() const { return source_.data(); }
 
-    // Colour of every depth pixel (out: tofW*tofH). Uses the z-buffer of the
-    // last depthToRgb() call for the same depth frame: a pixel hidden behind a
-    // nearer surface in the colour camera's view, or without depth, gets black.
+    // Colour of every depth pixel (out: tofW*tofH). Uses the z-buffer and the
+    // projections of the last depthToRgb() call, which must have been made
+    // for the same depth frame: a pixel hidden behind a nearer surface in the
+    // colour camera's view, or without depth, gets black.
     void rgbToDepth(const uint16_t* depth, const uint16_t* zbuffer, const RGB888Pixel* rgb, RGB888Pixel* out) const;
 
     // Coloured points in the ToF frame, one per depth pixel; returns the count
