@@ -19,7 +19,7 @@ void Registration::configure(const CameraIntrinsicParam& tof, unsigned tofWidth,
     projected_.resize(size_t(tofWidth) * tofHeight);
 }
 
-bool Registration::project(unsigned u, unsigned v, uint16_t d, float& ur, float& vr, float& zr) const {
+inline bool Registration::project(unsigned u, unsigned v, uint16_t d, float& ur, float& vr, float& zr) const {
     const float z = float(d);
     const float x = tof_.rayX(u) * z;
     const float y = tof_.rayY(v) * z;
@@ -48,14 +48,23 @@ inline int ceilPositive(float x) {
 void Registration::depthToRgb(const uint16_t* depth, uint16_t* out) {
     std::memset(out, 0, size_t(rgbW_) * rgbH_ * sizeof(uint16_t));
     const unsigned w = tof_.width(), h = tof_.height();
-    const float maxU = float(rgbW_) - 0.5f, maxV = float(rgbH_) - 0.5f;
-    // Projections of every depth pixel first, so each pixel can see where its
-    // right and lower neighbours landed.
+    const int W = int(rgbW_), H = int(rgbH_);
+    // Project every depth pixel first, so each one can see where its right and
+    // lower neighbours landed. Integer pixel bounds are worked out here once
+    // rather than for each of the up to four quads a projection takes part in.
     for (unsigned v = 0; v < h; ++v)
         for (unsigned u = 0; u < w; ++u) {
             const uint32_t i = v * w + u;
             Projected& p = projected_[i];
-            if (depth[i] == 0 || !project(u, v, depth[i], p.u, p.v, p.z)) p.z = 0;
+            if (depth[i] == 0 || !project(u, v, depth[i], p.u, p.v, p.z)) {
+                p.z = 0;
+                continue;
+            }
+            p.cu = int16_t(ceilPositive(std::clamp(p.u, 0.0f, float(W))));
+            p.cv = int16_t(ceilPositive(std::clamp(p.v, 0.0f, float(H))));
+            const bool inside = p.u >= -0.5f && p.v >= -0.5f && p.u < float(W) - 0.5f && p.v < float(H) - 0.5f;
+            p.nu = inside ? int16_t(p.u + 0.5f) : int16_t(-1);
+            p.nv = inside ? int16_t(p.v + 0.5f) : int16_t(-1);
         }
     uint32_t* src = source_.data();
     for (unsigned v = 0; v < h; ++v) {
@@ -69,28 +78,28 @@ void Registration::depthToRgb(const uint16_t* depth, uint16_t* out) {
             // surface without gaps or overlap, steep surfaces included. Across
             // a depth jump it keeps one colour pixel and the gap stays: the
             // colour camera sees something there the ToF camera does not.
-            float u0 = p.u, u1 = p.u, v0 = p.v, v1 = p.v;
+            int x0 = p.cu, x1 = p.cu, y0 = p.cv, y1 = p.cv;
             const float tolerance = 0.05f * p.z;
             auto extend = [&](const Projected& n) {
                 if (n.z == 0 || std::fabs(n.z - p.z) > tolerance) return;
-                u0 = std::min(u0, n.u);
-                u1 = std::max(u1, n.u);
-                v0 = std::min(v0, n.v);
-                v1 = std::max(v1, n.v);
+                x0 = std::min(x0, int(n.cu));
+                x1 = std::max(x1, int(n.cu));
+                y0 = std::min(y0, int(n.cv));
+                y1 = std::max(y1, int(n.cv));
             };
             if (u + 1 < w) extend(projected_[i + 1]);
-            if (v + 1 < h) extend(projected_[i + w]);
-            if (u + 1 < w && v + 1 < h) extend(projected_[i + w + 1]);
-            if (u1 < -0.5f || v1 < -0.5f || u0 > maxU || v0 > maxV) continue;
-            // A wild point must not paint a large patch.
-            u1 = std::min({u1, u0 + 8.0f, maxU});
-            v1 = std::min({v1, v0 + 8.0f, maxV});
-            // Half-open [ceil(u0), ceil(u1)); a degenerate range becomes the
-            // nearest pixel.
-            int x0 = ceilPositive(std::max(u0, 0.0f)), x1 = ceilPositive(std::max(u1, 0.0f)) - 1;
-            int y0 = ceilPositive(std::max(v0, 0.0f)), y1 = ceilPositive(std::max(v1, 0.0f)) - 1;
-            if (x1 < x0) x0 = x1 = std::min(int(std::max(p.u, 0.0f) + 0.5f), int(rgbW_) - 1);
-            if (y1 < y0) y0 = y1 = std::min(int(std::max(p.v, 0.0f) + 0.5f), int(rgbH_) - 1);
+            if (v + 1 < h) {
+                extend(projected_[i + w]);
+                if (u + 1 < w) extend(projected_[i + w + 1]);
+            }
+            // Half-open ranges; a degenerate one becomes the nearest pixel.
+            x1 = std::min(x1, x0 + 8) - 1;  // a wild point must not paint a large patch
+            y1 = std::min(y1, y0 + 8) - 1;
+            if (x1 < x0 || y1 < y0) {
+                if (p.nu < 0) continue;
+                if (x1 < x0) x0 = x1 = p.nu;
+                if (y1 < y0) y0 = y1 = p.nv;
+            }
             const uint16_t zq = uint16_t(std::min(65535.0f, p.z + 0.5f));
             for (int y = y0; y <= y1; ++y) {
                 uint16_t* row = out + size_t(y) * rgbW_;
@@ -109,13 +118,11 @@ void Registration::depthToRgb(const uint16_t* depth, uint16_t* out) {
 void Registration::rgbToDepth(const uint16_t* depth, const uint16_t* zbuffer, const RGB888Pixel* rgb,
                               RGB888Pixel* out) const {
     const size_t n = size_t(tof_.width()) * tof_.height();
-    const float maxU = float(rgbW_) - 0.5f, maxV = float(rgbH_) - 0.5f;
     for (size_t i = 0; i < n; ++i) {
         out[i] = RGB888Pixel{0, 0, 0};
         const Projected& p = projected_[i];
-        if (depth[i] == 0 || p.z == 0) continue;
-        if (p.u < -0.5f || p.v < -0.5f || p.u >= maxU || p.v >= maxV) continue;
-        const size_t j = size_t(int(p.v + 0.5f)) * rgbW_ + size_t(int(p.u + 0.5f));
+        if (depth[i] == 0 || p.z == 0 || p.nu < 0) continue;
+        const size_t j = size_t(p.nv) * rgbW_ + size_t(p.nu);
         // The colour camera sees something nearer here: this surface is
         // hidden from it and its colour would belong to the occluder. The
         // margin absorbs depth noise between neighbouring pixels.

@@ -57,7 +57,9 @@ private:
     unsigned rgbW_ = 0, rgbH_ = 0;
     Extrinsics ext_;
     struct Projected {
-        float u, v, z;  // z = 0: no depth or behind the colour camera
+        float u, v, z;   // z = 0: no depth or behind the colour camera
+        int16_t cu, cv;  // ceil of u and v, clamped to the image (quad bounds)
+        int16_t nu, nv;  // nearest colour pixel, -1 outside the image
     };
     std::vector<Projected> projected_;
     std::vector<uint32_t> source_;
