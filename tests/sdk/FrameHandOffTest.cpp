@@ -1,0 +1,121 @@
+// From wire payload to the frame a reader gets: unpacking and the exchange.
+#include "FrameExchange.h"
+#include "FrameUnpacker.h"
+#include "d3_protocol/Frame.h"
+
+#include <gtest/gtest.h>
+#include <turbojpeg.h>
+
+#include <chrono>
+#include <thread>
+#include <vector>
+
+using namespace std::chrono_literals;
+
+namespace {
+
+std::vector<uint8_t> framePayload(uint32_t id, const std::vector<uint8_t>& jpeg = {}, uint16_t rgbW = 0,
+                                  uint16_t rgbH = 0) {
+    d3proto::FrameHeader h;
+    h.frameId = id;
+    h.tofWidth = 8;
+    h.tofHeight = 4;
+    h.exposureUs = 321;
+    if (!jpeg.empty()) {
+        h.rgbWidth = rgbW;
+        h.rgbHeight = rgbH;
+        h.rgbEncoding = d3proto::RgbEncoding::Jpeg;
+        h.rgbBytes = uint32_t(jpeg.size());
+    }
+    std::vector<uint16_t> depth(32), amplitude(32);
+    std::vector<uint8_t> ir(32);
+    for (int i = 0; i < 32; ++i) {
+        depth[i] = uint16_t(1000 + 257 * i);  // both bytes differ: a swap shows
+        amplitude[i] = uint16_t(40000 - i);
+        ir[i] = uint8_t(i * 3);
+    }
+    std::vector<uint8_t> out;
+    d3proto::encodeFrame(h, depth.data(), ir.data(), amplitude.data(), jpeg.empty() ? nullptr : jpeg.data(), out);
+    return out;
+}
+
+std::vector<uint8_t> greyJpeg(int w, int h) {
+    std::vector<uint8_t> rgb(size_t(w) * h * 3, 128);
+    tjhandle tj = tjInitCompress();
+    unsigned char* buf = nullptr;
+    unsigned long size = 0;
+    tjCompress2(tj, rgb.data(), w, w * 3, h, TJPF_RGB, &buf, &size, TJSAMP_444, 90, 0);
+    std::vector<uint8_t> out(buf, buf + size);
+    tjFree(buf);
+    tjDestroy(tj);
+    return out;
+}
+
+}  // namespace
+
+TEST(FrameUnpacker, KeepsValuesOrderAndShape) {
+    d3sdk::FrameUnpacker unpacker;
+    d3sdk::Frame f;
+    const auto payload = framePayload(17);
+    ASSERT_TRUE(unpacker.unpack(payload.data(), payload.size(), f));
+    EXPECT_EQ(f.frameId, 17u);
+    EXPECT_EQ(f.exposureUs, 321u);
+    EXPECT_EQ(f.depth.cols(), 8u);
+    EXPECT_EQ(f.depth.rows(), 4u);
+    EXPECT_EQ(f.depth.data()[0], 1000);
+    EXPECT_EQ(f.depth.data()[9], 1000 + 257 * 9);  // row 1, column 1
+    EXPECT_EQ(f.amplitude.data()[31], 40000 - 31);
+    EXPECT_EQ(f.ir.data()[5], 15);
+    EXPECT_EQ(f.rgb.cols(), 0u);  // no colour in this frame
+}
+
+TEST(FrameUnpacker, RejectsTruncatedFramesAndColourOfTheWrongSize) {
+    d3sdk::FrameUnpacker unpacker;
+    d3sdk::Frame f;
+    const auto payload = framePayload(1);
+    EXPECT_FALSE(unpacker.unpack(payload.data(), payload.size() - 1, f));
+    EXPECT_FALSE(unpacker.unpack(payload.data(), 20, f));
+    const auto jpeg = greyJpeg(32, 16);
+    const auto good = framePayload(2, jpeg, 32, 16);
+    ASSERT_TRUE(unpacker.unpack(good.data(), good.size(), f));
+    EXPECT_EQ(f.rgb.cols(), 32u);
+    EXPECT_NEAR(f.rgb.data()[100].g, 128, 3);
+    // The header promises a size the JPEG does not have.
+    const auto lying = framePayload(3, jpeg, 16, 32);
+    EXPECT_FALSE(unpacker.unpack(lying.data(), lying.size(), f));
+}
+
+TEST(FrameExchange, DeliversEachFrameOnceAndOnlyTheNewest) {
+    d3sdk::FrameExchange ex;
+    ex.back().frameId = 1;
+    EXPECT_FALSE(ex.publish());
+    ex.back().frameId = 2;
+    EXPECT_TRUE(ex.publish());  // frame 1 was never read: it is replaced
+    const d3sdk::Frame* f = ex.acquire(100ms);
+    ASSERT_NE(f, nullptr);
+    EXPECT_EQ(f->frameId, 2u);
+    EXPECT_EQ(ex.acquire(50ms), nullptr);  // already delivered
+    // The slot being read is never the one the receiver fills next.
+    ex.back().frameId = 3;
+    EXPECT_EQ(f->frameId, 2u);
+}
+
+TEST(FrameExchange, CloseWakesAWaitingReaderAndDiscardForgets) {
+    d3sdk::FrameExchange ex;
+    const auto t0 = std::chrono::steady_clock::now();
+    std::thread closer([&] {
+        std::this_thread::sleep_for(50ms);
+        ex.close();
+    });
+    EXPECT_EQ(ex.acquire(5s), nullptr);
+    EXPECT_LT(std::chrono::steady_clock::now() - t0, 2s);
+    closer.join();
+    ex.reopen();
+    ex.back().frameId = 9;
+    ex.publish();
+    ex.discard();
+    EXPECT_EQ(ex.acquire(20ms), nullptr);
+    ex.back().frameId = 10;
+    ex.publish();
+    ASSERT_NE(ex.acquire(20ms), nullptr);
+}
