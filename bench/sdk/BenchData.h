@@ -1,13 +1,13 @@
 // Synthetic inputs shared by the SDK benchmarks.
 #pragma once
 
-#include "d3_sdk/DeviceManager.h"
-
 #include <turbojpeg.h>
 
 #include <cstdint>
 #include <random>
 #include <vector>
+
+#include "d3_sdk/DeviceManager.h"
 
 namespace bench {
 
@@ -24,13 +24,9 @@ inline std::vector<uint16_t> roomDepth(unsigned w = 640, unsigned h = 480) {
     return d;
 }
 
-inline CameraIntrinsicParam tofIntrinsics() {
-    return CameraIntrinsicParam{520, 520, 320, 240, 0, 0, 0, 0, 0};
-}
+inline CameraIntrinsicParam tofIntrinsics() { return CameraIntrinsicParam{520, 520, 320, 240, 0, 0, 0, 0, 0}; }
 
-inline CameraIntrinsicParam rgbIntrinsics1080() {
-    return CameraIntrinsicParam{1400, 1400, 960, 540, 0, 0, 0, 0, 0};
-}
+inline CameraIntrinsicParam rgbIntrinsics1080() { return CameraIntrinsicParam{1400, 1400, 960, 540, 0, 0, 0, 0, 0}; }
 
 // A textured colour image compressed the way cameras send it (quality 85).
 inline std::vector<uint8_t> jpegImage(int w, int h) {

@@ -1,10 +1,10 @@
 // Per-frame computations the SDK does on the caller's thread or its own.
+#include <benchmark/benchmark.h>
+
 #include "BenchData.h"
 #include "JpegDecoder.h"
 #include "PointProjector.h"
 #include "Registration.h"
-
-#include <benchmark/benchmark.h>
 
 namespace {
 

@@ -1,12 +1,5 @@
 // Receive + unpack over TCP loopback, against a minimal camera stream that
 // replays one encoded frame (so the camera's rendering cost is not measured).
-#include "BenchData.h"
-#include "FrameExchange.h"
-#include "StreamReceiver.h"
-#include "d3_protocol/Commands.h"
-#include "d3_protocol/Frame.h"
-#include "d3_protocol/Message.h"
-
 #include <benchmark/benchmark.h>
 #include <sys/resource.h>
 
@@ -14,6 +7,13 @@
 #include <atomic>
 #include <chrono>
 #include <thread>
+
+#include "BenchData.h"
+#include "FrameExchange.h"
+#include "StreamReceiver.h"
+#include "d3_protocol/Commands.h"
+#include "d3_protocol/Frame.h"
+#include "d3_protocol/Message.h"
 
 namespace {
 
@@ -117,22 +117,16 @@ void receive(benchmark::State& state, bool jpeg, int fps) {
 
 // As fast as the loopback and the receiver allow: the time per frame is the
 // receive + unpack cost (the sender only writes a ready buffer).
-void BM_TcpReceiveUnpack_DepthIrAmplitude(benchmark::State& state) {
-    receive(state, false, 0);
-}
+void BM_TcpReceiveUnpack_DepthIrAmplitude(benchmark::State& state) { receive(state, false, 0); }
 BENCHMARK(BM_TcpReceiveUnpack_DepthIrAmplitude)->Unit(benchmark::kMillisecond)->UseRealTime()->Iterations(300);
 
-void BM_TcpReceiveUnpack_WithJpeg1080p(benchmark::State& state) {
-    receive(state, true, 0);
-}
+void BM_TcpReceiveUnpack_WithJpeg1080p(benchmark::State& state) { receive(state, true, 0); }
 BENCHMARK(BM_TcpReceiveUnpack_WithJpeg1080p)->Unit(benchmark::kMillisecond)->UseRealTime()->Iterations(100);
 
 // A camera at 30 fps sending 640x480 depth + IR + amplitude and 1080p JPEG:
 // the SDK must keep up, and cpu_ms_per_frame says what it costs (sender
 // included, which only writes a ready buffer).
-void BM_Stream30fps_Jpeg1080p(benchmark::State& state) {
-    receive(state, true, 30);
-}
+void BM_Stream30fps_Jpeg1080p(benchmark::State& state) { receive(state, true, 30); }
 BENCHMARK(BM_Stream30fps_Jpeg1080p)->Unit(benchmark::kMillisecond)->UseRealTime()->Iterations(90);
 
 }  // namespace

@@ -19,9 +19,7 @@ std::atomic<uint32_t> nextRequestId{1};
 
 ControlChannel::ControlChannel() : socket_(io_) {}
 
-ControlChannel::~ControlChannel() {
-    close();
-}
+ControlChannel::~ControlChannel() { close(); }
 
 bool ControlChannel::connect(const std::string& ip, uint16_t port, std::chrono::milliseconds timeout) {
     asio::error_code ec;

@@ -2,10 +2,6 @@
 // timeout, replies matched by request id.
 #pragma once
 
-#include "d3_protocol/Commands.h"
-#include "d3_protocol/Message.h"
-#include "d3_protocol/Payloads.h"
-
 #include <asio.hpp>
 #include <atomic>
 #include <chrono>
@@ -16,6 +12,10 @@
 #include <string>
 #include <thread>
 #include <vector>
+
+#include "d3_protocol/Commands.h"
+#include "d3_protocol/Message.h"
+#include "d3_protocol/Payloads.h"
 
 namespace d3sdk {
 

@@ -1,10 +1,10 @@
 // Session and discovery operations of the SDK.
 #include "d3_sdk/DeviceManager.h"
 
+#include <random>
+
 #include "DeviceManagerImpl.h"
 #include "Discovery.h"
-
-#include <random>
 
 using d3proto::Command;
 using d3proto::Json;
@@ -58,13 +58,9 @@ ReturnCode locate(const std::string& device, d3proto::DeviceInfo& out) {
 
 DeviceManager::Impl* DeviceManager::Impl::instance = nullptr;
 
-DeviceManager::Impl::Impl() : clientId(randomClientId()) {
-    instance = this;
-}
+DeviceManager::Impl::Impl() : clientId(randomClientId()) { instance = this; }
 
-DeviceManager::Impl& DeviceManager::Impl::of(DeviceManager&) {
-    return *instance;
-}
+DeviceManager::Impl& DeviceManager::Impl::of(DeviceManager&) { return *instance; }
 
 std::shared_ptr<Session> DeviceManager::Impl::current() {
     std::lock_guard<std::mutex> lock(mutex);
@@ -91,9 +87,7 @@ void DeviceManager::Impl::notifyLost(const std::string& serial, const std::strin
 
 DeviceManager::DeviceManager() : impl_(new Impl) {}
 
-DeviceManager::~DeviceManager() {
-    DisconnectFromDevice();
-}
+DeviceManager::~DeviceManager() { DisconnectFromDevice(); }
 
 DeviceManager& DeviceManager::GetInstance() {
     static DeviceManager instance;
@@ -115,8 +109,8 @@ void DeviceManager::RegisterNetworkMonitoringCallback(std::function<void(std::st
 
 std::vector<std::string> DeviceManager::FindDevices() {
     std::vector<std::string> out;
-    for (const auto& d : d3sdk::discover(d3sdk::broadcastAddresses(), d3sdk::discoveryPort(),
-                                         std::chrono::milliseconds(300)))
+    for (const auto& d :
+         d3sdk::discover(d3sdk::broadcastAddresses(), d3sdk::discoveryPort(), std::chrono::milliseconds(300)))
         out.push_back(d.serial + ":" + d.ip);
     return out;
 }
@@ -135,10 +129,9 @@ ReturnCode DeviceManager::InitDevice(const std::string& device, bool tcp) {
     const ReturnCode found = locate(device, info);
     if (found != SUCCESS) return found;
     Impl* impl = impl_.get();
-    auto session = std::make_shared<Session>([impl] { return impl->timeout(); },
-                                             [impl](const std::string& sn, const std::string& msg) {
-                                                 impl->notifyLost(sn, msg);
-                                             });
+    auto session =
+        std::make_shared<Session>([impl] { return impl->timeout(); },
+                                  [impl](const std::string& sn, const std::string& msg) { impl->notifyLost(sn, msg); });
     const ReturnCode rc = session->open(info, impl_->clientId);
     if (rc != SUCCESS) {
         session->close();

@@ -6,9 +6,9 @@
 // sampled at each depth pixel (640x480, black where the colour camera cannot
 // see the surface). GetDepthToRgbData fills `depthToRgb` with depth as seen
 // from the colour camera at its resolution and `rgb` with the colour image.
-#include "DeviceManagerImpl.h"
-
 #include <cstring>
+
+#include "DeviceManagerImpl.h"
 
 using d3sdk::Frame;
 using d3sdk::Session;

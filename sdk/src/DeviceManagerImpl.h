@@ -1,14 +1,14 @@
 // State behind the DeviceManager singleton, shared by its source files.
 #pragma once
 
-#include "Session.h"
-#include "d3_sdk/DeviceManager.h"
-
 #include <atomic>
 #include <functional>
 #include <memory>
 #include <mutex>
 #include <string>
+
+#include "Session.h"
+#include "d3_sdk/DeviceManager.h"
 
 struct DeviceManager::Impl {
     Impl();

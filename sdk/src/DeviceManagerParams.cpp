@@ -14,9 +14,7 @@ ReturnCode call(DeviceManager::Impl& impl, Command cmd, const Json& args = Json:
     return rc == SUCCESS ? s->request(cmd, args, reply) : rc;
 }
 
-ReturnCode setInt(DeviceManager::Impl& impl, Command cmd, int value) {
-    return call(impl, cmd, Json{{"value", value}});
-}
+ReturnCode setInt(DeviceManager::Impl& impl, Command cmd, int value) { return call(impl, cmd, Json{{"value", value}}); }
 
 ReturnCode getInt(DeviceManager::Impl& impl, Command cmd, int& value) {
     Json reply;
@@ -67,48 +65,26 @@ ReturnCode getEnum(DeviceManager::Impl& impl, Command cmd, Enum& out) {
 
 }  // namespace
 
-ReturnCode DeviceManager::SetTofCameraExposureTime(int us) {
-    return setInt(*impl_, Command::SetTofExposureTime, us);
-}
-ReturnCode DeviceManager::GetTofCameraExposureTime(int& us) {
-    return getInt(*impl_, Command::GetTofExposureTime, us);
-}
-ReturnCode DeviceManager::SetTofCameraAutoExposure() {
-    return call(*impl_, Command::SetTofAutoExposure);
-}
+ReturnCode DeviceManager::SetTofCameraExposureTime(int us) { return setInt(*impl_, Command::SetTofExposureTime, us); }
+ReturnCode DeviceManager::GetTofCameraExposureTime(int& us) { return getInt(*impl_, Command::GetTofExposureTime, us); }
+ReturnCode DeviceManager::SetTofCameraAutoExposure() { return call(*impl_, Command::SetTofAutoExposure); }
 ReturnCode DeviceManager::GetTofCameraExposureMode(ExposureMode& mode) {
     return getEnum(*impl_, Command::GetTofExposureMode, mode);
 }
 ReturnCode DeviceManager::SetSingleIntegralMode() {
     return call(*impl_, Command::SetSingleIntegralMode, Json{{"value", true}});
 }
-ReturnCode DeviceManager::SetHDR(bool on) {
-    return call(*impl_, Command::SetHdr, Json{{"value", on}});
-}
-ReturnCode DeviceManager::GetHDR(bool& on) {
-    return getBool(*impl_, Command::GetHdr, on);
-}
-ReturnCode DeviceManager::SetFrameRate(int fps) {
-    return setInt(*impl_, Command::SetFrameRate, fps);
-}
-ReturnCode DeviceManager::GetFrameRate(int& fps) {
-    return getInt(*impl_, Command::GetFrameRate, fps);
-}
-ReturnCode DeviceManager::SetIRGMMGain(int gain) {
-    return setInt(*impl_, Command::SetIrGamma, gain);
-}
-ReturnCode DeviceManager::GetIRGMMGain(int& gain) {
-    return getInt(*impl_, Command::GetIrGamma, gain);
-}
+ReturnCode DeviceManager::SetHDR(bool on) { return call(*impl_, Command::SetHdr, Json{{"value", on}}); }
+ReturnCode DeviceManager::GetHDR(bool& on) { return getBool(*impl_, Command::GetHdr, on); }
+ReturnCode DeviceManager::SetFrameRate(int fps) { return setInt(*impl_, Command::SetFrameRate, fps); }
+ReturnCode DeviceManager::GetFrameRate(int& fps) { return getInt(*impl_, Command::GetFrameRate, fps); }
+ReturnCode DeviceManager::SetIRGMMGain(int gain) { return setInt(*impl_, Command::SetIrGamma, gain); }
+ReturnCode DeviceManager::GetIRGMMGain(int& gain) { return getInt(*impl_, Command::GetIrGamma, gain); }
 ReturnCode DeviceManager::SetTriggerMode(TriggerMode mode) {
     return setInt(*impl_, Command::SetTriggerMode, int(mode));
 }
-ReturnCode DeviceManager::GetTriggerMode(TriggerMode& mode) {
-    return getEnum(*impl_, Command::GetTriggerMode, mode);
-}
-ReturnCode DeviceManager::SoftTrigger() {
-    return call(*impl_, Command::SoftTrigger);
-}
+ReturnCode DeviceManager::GetTriggerMode(TriggerMode& mode) { return getEnum(*impl_, Command::GetTriggerMode, mode); }
+ReturnCode DeviceManager::SoftTrigger() { return call(*impl_, Command::SoftTrigger); }
 ReturnCode DeviceManager::SetDelayHardTriggerTime(int ms, int us) {
     return call(*impl_, Command::SetHardTriggerDelay, Json{{"ms", ms}, {"us", us}});
 }
@@ -129,36 +105,28 @@ ReturnCode DeviceManager::GetTofFrequencyMode(FrequencyMode& mode) {
     return getEnum(*impl_, Command::GetFrequencyMode, mode);
 }
 
-ReturnCode DeviceManager::SetTimeMedianFilter(bool on) {
-    return setFilterOn(*impl_, Command::SetTimeMedianFilter, on);
-}
+ReturnCode DeviceManager::SetTimeMedianFilter(bool on) { return setFilterOn(*impl_, Command::SetTimeMedianFilter, on); }
 ReturnCode DeviceManager::SetTimeMedianFilter(FilterParam param) {
     return setFilter(*impl_, Command::SetTimeMedianFilter, param);
 }
 ReturnCode DeviceManager::GetTimeMedianFilter(FilterParam& param) {
     return getFilter(*impl_, Command::GetTimeMedianFilter, param);
 }
-ReturnCode DeviceManager::SetFlyPixeFilter(bool on) {
-    return setFilterOn(*impl_, Command::SetFlyPixelFilter, on);
-}
+ReturnCode DeviceManager::SetFlyPixeFilter(bool on) { return setFilterOn(*impl_, Command::SetFlyPixelFilter, on); }
 ReturnCode DeviceManager::SetFlyPixeFilter(FilterParam param) {
     return setFilter(*impl_, Command::SetFlyPixelFilter, param);
 }
 ReturnCode DeviceManager::GetFlyPixeFilter(FilterParam& param) {
     return getFilter(*impl_, Command::GetFlyPixelFilter, param);
 }
-ReturnCode DeviceManager::SetConfidenceFilter(bool on) {
-    return setFilterOn(*impl_, Command::SetConfidenceFilter, on);
-}
+ReturnCode DeviceManager::SetConfidenceFilter(bool on) { return setFilterOn(*impl_, Command::SetConfidenceFilter, on); }
 ReturnCode DeviceManager::SetConfidenceFilter(FilterParam param) {
     return setFilter(*impl_, Command::SetConfidenceFilter, param);
 }
 ReturnCode DeviceManager::GetConfidenceFilter(FilterParam& param) {
     return getFilter(*impl_, Command::GetConfidenceFilter, param);
 }
-ReturnCode DeviceManager::SetSpatialFilter(bool on) {
-    return setFilterOn(*impl_, Command::SetSpatialFilter, on);
-}
+ReturnCode DeviceManager::SetSpatialFilter(bool on) { return setFilterOn(*impl_, Command::SetSpatialFilter, on); }
 ReturnCode DeviceManager::SetSpatialFilter(FilterParam param) {
     return setFilter(*impl_, Command::SetSpatialFilter, param);
 }
@@ -172,18 +140,10 @@ ReturnCode DeviceManager::SetRgbCameraExposureMode(ExposureMode mode) {
 ReturnCode DeviceManager::GetRgbCameraExposureMode(ExposureMode& mode) {
     return getEnum(*impl_, Command::GetRgbExposureMode, mode);
 }
-ReturnCode DeviceManager::SetRgbCameraExposureTime(int us) {
-    return setInt(*impl_, Command::SetRgbExposureTime, us);
-}
-ReturnCode DeviceManager::GetRgbCameraExposureTime(int& us) {
-    return getInt(*impl_, Command::GetRgbExposureTime, us);
-}
-ReturnCode DeviceManager::SetRgbCameraGain(int gain) {
-    return setInt(*impl_, Command::SetRgbGain, gain);
-}
-ReturnCode DeviceManager::GetRgbCameraGain(int& gain) {
-    return getInt(*impl_, Command::GetRgbGain, gain);
-}
+ReturnCode DeviceManager::SetRgbCameraExposureTime(int us) { return setInt(*impl_, Command::SetRgbExposureTime, us); }
+ReturnCode DeviceManager::GetRgbCameraExposureTime(int& us) { return getInt(*impl_, Command::GetRgbExposureTime, us); }
+ReturnCode DeviceManager::SetRgbCameraGain(int gain) { return setInt(*impl_, Command::SetRgbGain, gain); }
+ReturnCode DeviceManager::GetRgbCameraGain(int& gain) { return getInt(*impl_, Command::GetRgbGain, gain); }
 ReturnCode DeviceManager::SetRgbCameraContrastRatio(int ratio) {
     return setInt(*impl_, Command::SetRgbContrast, ratio);
 }
@@ -193,15 +153,9 @@ ReturnCode DeviceManager::GetRgbCameraContrastRatio(int& ratio) {
 
 // The camera reboots after the last three; the link drops and the monitoring
 // callback reports it, as after any other loss.
-ReturnCode DeviceManager::SaveConfigureInfo() {
-    return call(*impl_, Command::SaveConfig);
-}
-ReturnCode DeviceManager::DeleteConfigureInfo() {
-    return call(*impl_, Command::DeleteConfig);
-}
-ReturnCode DeviceManager::RecoveryDefaultConfigure() {
-    return call(*impl_, Command::FactoryDefaults);
-}
+ReturnCode DeviceManager::SaveConfigureInfo() { return call(*impl_, Command::SaveConfig); }
+ReturnCode DeviceManager::DeleteConfigureInfo() { return call(*impl_, Command::DeleteConfig); }
+ReturnCode DeviceManager::RecoveryDefaultConfigure() { return call(*impl_, Command::FactoryDefaults); }
 ReturnCode DeviceManager::SetNetworkMode(const NetworkMode& mode) {
     d3proto::NetworkMsg m;
     m.ip = mode.ip;

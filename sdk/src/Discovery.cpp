@@ -1,8 +1,5 @@
 #include "Discovery.h"
 
-#include "d3_protocol/Commands.h"
-#include "d3_protocol/Message.h"
-
 #include <arpa/inet.h>
 #include <ifaddrs.h>
 #include <net/if.h>
@@ -10,6 +7,9 @@
 #include <algorithm>
 #include <asio.hpp>
 #include <cstdlib>
+
+#include "d3_protocol/Commands.h"
+#include "d3_protocol/Message.h"
 
 namespace d3sdk {
 
@@ -50,8 +50,8 @@ std::vector<d3proto::DeviceInfo> discover(const std::vector<std::string>& target
     sock.set_option(asio::socket_base::broadcast(true), ec);
 
     const uint32_t requestId = uint32_t(std::chrono::steady_clock::now().time_since_epoch().count());
-    const auto request = d3proto::makeMessage(d3proto::MessageType::Request, uint16_t(d3proto::Command::Discover),
-                                              requestId, 0, "{}");
+    const auto request =
+        d3proto::makeMessage(d3proto::MessageType::Request, uint16_t(d3proto::Command::Discover), requestId, 0, "{}");
     for (const std::string& addr : targets) {
         const auto ip = asio::ip::make_address_v4(addr, ec);
         if (ec) continue;

@@ -1,12 +1,12 @@
 // Finding cameras by UDP broadcast.
 #pragma once
 
-#include "d3_protocol/Payloads.h"
-
 #include <chrono>
 #include <cstdint>
 #include <string>
 #include <vector>
+
+#include "d3_protocol/Payloads.h"
 
 namespace d3sdk {
 

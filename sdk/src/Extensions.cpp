@@ -20,7 +20,8 @@ ReturnCode GetDeviceDetails(DeviceDetails& out) {
     const ReturnCode rc = DeviceManager::Impl::of(DeviceManager::GetInstance()).require(s);
     if (rc != SUCCESS) return rc;
     const auto& i = s->info();
-    out = DeviceDetails{i.serial, i.model, i.firmwareVersion, i.deviceVersion, i.mac, i.ip, i.netmask, i.gateway, i.dhcp};
+    out =
+        DeviceDetails{i.serial, i.model, i.firmwareVersion, i.deviceVersion, i.mac, i.ip, i.netmask, i.gateway, i.dhcp};
     return SUCCESS;
 }
 

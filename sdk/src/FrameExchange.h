@@ -1,12 +1,12 @@
 // Hand-off of complete frames from the receive thread to frame calls.
 #pragma once
 
-#include "d3_sdk/DeviceManager.h"
-
 #include <chrono>
 #include <condition_variable>
 #include <cstdint>
 #include <mutex>
+
+#include "d3_sdk/DeviceManager.h"
 
 namespace d3sdk {
 

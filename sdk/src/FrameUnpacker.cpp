@@ -1,9 +1,9 @@
 #include "FrameUnpacker.h"
 
+#include <cstring>
+
 #include "d3_protocol/Frame.h"
 #include "d3_protocol/Message.h"
-
-#include <cstring>
 
 namespace d3sdk {
 

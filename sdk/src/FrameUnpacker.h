@@ -1,11 +1,11 @@
 // Frame payload (as received, either transport) -> Frame ready for copying.
 #pragma once
 
-#include "FrameExchange.h"
-#include "JpegDecoder.h"
-
 #include <cstddef>
 #include <cstdint>
+
+#include "FrameExchange.h"
+#include "JpegDecoder.h"
 
 namespace d3sdk {
 

@@ -19,9 +19,9 @@ bool JpegDecoder::decode(const uint8_t* jpeg, size_t size, DataContainer<RGB888P
     if (w <= 0 || h <= 0 || size_t(w) * size_t(h) > maxPixels) return false;
     out.resize(unsigned(h), unsigned(w));
     static_assert(sizeof(RGB888Pixel) == 3, "RGB888Pixel must be packed bytes");
-    const int rc = tjDecompress2(handle_, src, static_cast<unsigned long>(size),
-                                 reinterpret_cast<unsigned char*>(out.data()), w, w * 3, h, TJPF_RGB,
-                                 TJFLAG_FASTDCT | TJFLAG_STOPONWARNING);
+    const int rc =
+        tjDecompress2(handle_, src, static_cast<unsigned long>(size), reinterpret_cast<unsigned char*>(out.data()), w,
+                      w * 3, h, TJPF_RGB, TJFLAG_FASTDCT | TJFLAG_STOPONWARNING);
     // A truncated image "decodes" with a warning into grey rows; a damaged
     // frame must be dropped, not shown.
     return rc == 0;

@@ -1,10 +1,10 @@
 // JPEG -> RGB888 with one long-lived libjpeg-turbo handle.
 #pragma once
 
-#include "d3_sdk/DeviceManager.h"
-
 #include <cstddef>
 #include <cstdint>
+
+#include "d3_sdk/DeviceManager.h"
 
 namespace d3sdk {
 

@@ -1,13 +1,13 @@
 // PLY export of point clouds. Binary files are little endian whatever the
 // host, and hold x y z as float (plus red green blue intensity as uchar for
 // coloured points), which every common point cloud reader understands.
-#include "d3_sdk/DeviceManager.h"
-
 #include <cstdio>
 #include <cstring>
 #include <memory>
 #include <string>
 #include <vector>
+
+#include "d3_sdk/DeviceManager.h"
 
 namespace {
 

@@ -1,10 +1,10 @@
 // Depth image -> 3D points in the ToF camera frame (millimetres).
 #pragma once
 
-#include "d3_sdk/DeviceManager.h"
-
 #include <cstdint>
 #include <vector>
+
+#include "d3_sdk/DeviceManager.h"
 
 namespace d3sdk {
 

@@ -1,11 +1,11 @@
 // Alignment between the ToF camera and the colour camera.
 #pragma once
 
-#include "PointProjector.h"
-#include "d3_sdk/DeviceManager.h"
-
 #include <cstdint>
 #include <vector>
+
+#include "PointProjector.h"
+#include "d3_sdk/DeviceManager.h"
 
 namespace d3sdk {
 

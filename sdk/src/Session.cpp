@@ -18,9 +18,7 @@ CameraIntrinsicParam toIntrinsics(const d3proto::IntrinsicsMsg& m) {
 
 Session::Session(TimeoutFn timeout, LinkLost onLost) : timeout_(std::move(timeout)), onLost_(std::move(onLost)) {}
 
-Session::~Session() {
-    close();
-}
+Session::~Session() { close(); }
 
 ReturnCode Session::open(const d3proto::DeviceInfo& info, const std::string& clientId) {
     info_ = info;

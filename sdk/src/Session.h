@@ -2,14 +2,6 @@
 // monitor, and the buffers frame calls convert into.
 #pragma once
 
-#include "ControlChannel.h"
-#include "FrameExchange.h"
-#include "PointProjector.h"
-#include "Registration.h"
-#include "StreamReceiver.h"
-#include "d3_protocol/Payloads.h"
-#include "d3_sdk/DeviceManager.h"
-
 #include <atomic>
 #include <chrono>
 #include <condition_variable>
@@ -19,6 +11,14 @@
 #include <string>
 #include <thread>
 #include <vector>
+
+#include "ControlChannel.h"
+#include "FrameExchange.h"
+#include "PointProjector.h"
+#include "Registration.h"
+#include "StreamReceiver.h"
+#include "d3_protocol/Payloads.h"
+#include "d3_sdk/DeviceManager.h"
 
 namespace d3sdk {
 

@@ -10,16 +10,14 @@ using Clock = std::chrono::steady_clock;
 
 StreamReceiver::StreamReceiver(FrameExchange& exchange) : exchange_(exchange), socket_(io_) {}
 
-StreamReceiver::~StreamReceiver() {
-    close();
-}
+StreamReceiver::~StreamReceiver() { close(); }
 
 int32_t StreamReceiver::open(const std::string& ip, uint16_t port, uint32_t token, std::chrono::milliseconds timeout) {
     asio::error_code ec;
     const auto addr = asio::ip::make_address_v4(ip, ec);
     if (ec) return 33;
-    const auto attach = d3proto::makeMessage(d3proto::MessageType::Request, uint16_t(d3proto::Command::AttachStream),
-                                             1, 0, d3proto::dump(d3proto::Json{{"token", token}}));
+    const auto attach = d3proto::makeMessage(d3proto::MessageType::Request, uint16_t(d3proto::Command::AttachStream), 1,
+                                             0, d3proto::dump(d3proto::Json{{"token", token}}));
     // Connect, attach and read the reply as one bounded exchange on this
     // thread; the receive thread starts only once the camera has accepted us.
     int32_t status = 5;
@@ -90,9 +88,7 @@ void StreamReceiver::close() {
     broken_ = true;
 }
 
-void StreamReceiver::fail() {
-    broken_ = true;
-}
+void StreamReceiver::fail() { broken_ = true; }
 
 Clock::time_point StreamReceiver::lastReceived() const {
     std::lock_guard<std::mutex> lock(statsMutex_);
@@ -138,7 +134,8 @@ void StreamReceiver::onFrame() {
     }
     const double ms = std::chrono::duration<double, std::milli>(slot.arrived - firstByte_).count();
     // Gaps in frame ids are frames the camera skipped because we were slow.
-    if (haveLastId_ && slot.frameId > stats_.lastFrameId + 1) stats_.framesDropped += slot.frameId - stats_.lastFrameId - 1;
+    if (haveLastId_ && slot.frameId > stats_.lastFrameId + 1)
+        stats_.framesDropped += slot.frameId - stats_.lastFrameId - 1;
     haveLastId_ = true;
     stats_.lastFrameId = slot.frameId;
     ++stats_.framesComplete;

@@ -2,11 +2,6 @@
 // thread and publishes complete frames to a FrameExchange.
 #pragma once
 
-#include "FrameExchange.h"
-#include "FrameUnpacker.h"
-#include "d3_protocol/Message.h"
-#include "d3_sdk/Extensions.h"
-
 #include <asio.hpp>
 #include <atomic>
 #include <chrono>
@@ -15,6 +10,11 @@
 #include <string>
 #include <thread>
 #include <vector>
+
+#include "FrameExchange.h"
+#include "FrameUnpacker.h"
+#include "d3_protocol/Message.h"
+#include "d3_sdk/Extensions.h"
 
 namespace d3sdk {
 

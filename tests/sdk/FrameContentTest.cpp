@@ -1,12 +1,12 @@
 // What arrives is the scene the camera looks at: right units, byte order and
 // orientation, points consistent with depth, registration consistent with the
 // scene's geometry, and settings that change the frames.
-#include "NetworkFixture.h"
-#include "model/Scene.h"
-
 #include <chrono>
 #include <cmath>
 #include <thread>
+
+#include "NetworkFixture.h"
+#include "model/Scene.h"
 
 using sdktest::patchMedian;
 using sdktest::startCameras;

@@ -1,14 +1,14 @@
 // From wire payload to the frame a reader gets: unpacking and the exchange.
-#include "FrameExchange.h"
-#include "FrameUnpacker.h"
-#include "d3_protocol/Frame.h"
-
 #include <gtest/gtest.h>
 #include <turbojpeg.h>
 
 #include <chrono>
 #include <thread>
 #include <vector>
+
+#include "FrameExchange.h"
+#include "FrameUnpacker.h"
+#include "d3_protocol/Frame.h"
 
 using namespace std::chrono_literals;
 

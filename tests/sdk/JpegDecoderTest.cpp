@@ -1,10 +1,10 @@
-#include "JpegDecoder.h"
-
 #include <gtest/gtest.h>
 #include <turbojpeg.h>
 
 #include <cstdlib>
 #include <vector>
+
+#include "JpegDecoder.h"
 
 namespace {
 

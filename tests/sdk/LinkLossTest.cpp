@@ -1,10 +1,10 @@
 // Losing the camera: the monitoring callback fires once on an SDK thread and
 // every later call reports the lost link.
-#include "NetworkFixture.h"
-
 #include <atomic>
 #include <chrono>
 #include <thread>
+
+#include "NetworkFixture.h"
 
 TEST(LinkLoss, CameraGoneFiresCallbackOnceAndCallsReportNetworkError) {
     auto cams = sdktest::startCameras("127.0.79.2", 48763, {'1'});
@@ -32,7 +32,8 @@ TEST(LinkLoss, CameraGoneFiresCallbackOnceAndCallsReportNetworkError) {
     ReturnCode inFlight = SUCCESS;
     std::thread reader([&] {
         // Keeps reading until the loss surfaces.
-        for (int i = 0; i < 200 && inFlight == SUCCESS; ++i) inFlight = dm.GetTofData(&depth, nullptr, nullptr, nullptr);
+        for (int i = 0; i < 200 && inFlight == SUCCESS; ++i)
+            inFlight = dm.GetTofData(&depth, nullptr, nullptr, nullptr);
     });
     (*cams)[0].stop();
     reader.join();

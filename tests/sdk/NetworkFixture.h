@@ -2,15 +2,15 @@
 // other test program uses, started once per test program.
 #pragma once
 
-#include "SimulatedCameras.h"
-#include "d3_sdk/DeviceManager.h"
-
 #include <gtest/gtest.h>
 
 #include <cstdlib>
 #include <memory>
 #include <string>
 #include <vector>
+
+#include "SimulatedCameras.h"
+#include "d3_sdk/DeviceManager.h"
 
 namespace sdktest {
 

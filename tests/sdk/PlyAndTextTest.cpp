@@ -1,5 +1,3 @@
-#include "d3_sdk/DeviceManager.h"
-
 #include <gtest/gtest.h>
 
 #include <cstdio>
@@ -10,11 +8,11 @@
 #include <string>
 #include <vector>
 
+#include "d3_sdk/DeviceManager.h"
+
 namespace {
 
-std::string tempPath(const char* name) {
-    return testing::TempDir() + "/" + name;
-}
+std::string tempPath(const char* name) { return testing::TempDir() + "/" + name; }
 
 struct Ply {
     std::string format;

@@ -1,8 +1,8 @@
-#include "PointProjector.h"
-
 #include <gtest/gtest.h>
 
 #include <vector>
+
+#include "PointProjector.h"
 
 using d3sdk::PointProjector;
 

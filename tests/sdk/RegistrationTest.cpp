@@ -1,8 +1,8 @@
-#include "Registration.h"
-
 #include <gtest/gtest.h>
 
 #include <vector>
+
+#include "Registration.h"
 
 using d3sdk::Extrinsics;
 using d3sdk::Registration;

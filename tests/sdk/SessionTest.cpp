@@ -1,11 +1,11 @@
 // A whole session against simulated cameras: discovery, identity, every
 // parameter, streaming every kind of frame, and the stop/close rules.
-#include "NetworkFixture.h"
-
 #include <algorithm>
 #include <chrono>
 #include <set>
 #include <thread>
+
+#include "NetworkFixture.h"
 
 using sdktest::startCameras;
 
@@ -34,7 +34,8 @@ d3sim::SimulatedCameras* Session::cams_ = nullptr;
 TEST_F(Session, DiscoveryFindsEveryCameraAsSerialColonIp) {
     const auto found = dm.FindDevices();
     std::set<std::string> got(found.begin(), found.end());
-    for (int i = 0; i < cams_->size(); ++i) EXPECT_TRUE(got.count((*cams_)[i].deviceString())) << (*cams_)[i].deviceString();
+    for (int i = 0; i < cams_->size(); ++i)
+        EXPECT_TRUE(got.count((*cams_)[i].deviceString())) << (*cams_)[i].deviceString();
     EXPECT_EQ(got.size(), found.size()) << "duplicates in the device list";
 }
 
@@ -134,14 +135,13 @@ TEST_F(Session, EveryParameterReadsBackWhatWasSet) {
         Switch sw;
         Get get;
         float value;
-    } filters[] = {{&DeviceManager::SetTimeMedianFilter, &DeviceManager::SetTimeMedianFilter,
-                    &DeviceManager::GetTimeMedianFilter, 5},
-                   {&DeviceManager::SetFlyPixeFilter, &DeviceManager::SetFlyPixeFilter,
-                    &DeviceManager::GetFlyPixeFilter, 40},
-                   {&DeviceManager::SetConfidenceFilter, &DeviceManager::SetConfidenceFilter,
-                    &DeviceManager::GetConfidenceFilter, 12},
-                   {&DeviceManager::SetSpatialFilter, &DeviceManager::SetSpatialFilter,
-                    &DeviceManager::GetSpatialFilter, 7}};
+    } filters[] = {
+        {&DeviceManager::SetTimeMedianFilter, &DeviceManager::SetTimeMedianFilter, &DeviceManager::GetTimeMedianFilter,
+         5},
+        {&DeviceManager::SetFlyPixeFilter, &DeviceManager::SetFlyPixeFilter, &DeviceManager::GetFlyPixeFilter, 40},
+        {&DeviceManager::SetConfidenceFilter, &DeviceManager::SetConfidenceFilter, &DeviceManager::GetConfidenceFilter,
+         12},
+        {&DeviceManager::SetSpatialFilter, &DeviceManager::SetSpatialFilter, &DeviceManager::GetSpatialFilter, 7}};
     for (const auto& c : filters) {
         EXPECT_EQ((dm.*c.set)(FilterParam{true, c.value, 100.0f}), SUCCESS);
         EXPECT_EQ((dm.*c.get)(f), SUCCESS);

@@ -1,9 +1,9 @@
 // list, info, get, set.
+#include <iostream>
+
 #include "Output.h"
 #include "Parameters.h"
 #include "d3_sdk/Extensions.h"
-
-#include <iostream>
 
 using nlohmann::json;
 

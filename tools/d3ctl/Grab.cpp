@@ -1,10 +1,10 @@
 // grab: frames to files (depth and IR as PGM, colour as PPM, points as PLY).
-#include "Output.h"
-
 #include <cstdio>
 #include <filesystem>
 #include <iostream>
 #include <vector>
+
+#include "Output.h"
 
 using nlohmann::json;
 

@@ -2,11 +2,10 @@
 // printing text or JSON.
 #pragma once
 
-#include "d3_sdk/DeviceManager.h"
-
 #include <nlohmann/json.hpp>
-
 #include <string>
+
+#include "d3_sdk/DeviceManager.h"
 
 namespace d3ctl {
 

@@ -1,12 +1,11 @@
 // The camera parameters d3ctl can read and write, by name.
 #pragma once
 
-#include "d3_sdk/DeviceManager.h"
-
 #include <nlohmann/json.hpp>
-
 #include <string>
 #include <vector>
+
+#include "d3_sdk/DeviceManager.h"
 
 namespace d3ctl {
 

@@ -1,10 +1,10 @@
 // stats: stream for a while as an application would and report what arrived.
-#include "Output.h"
-#include "d3_sdk/Extensions.h"
-
 #include <chrono>
 #include <ctime>
 #include <iostream>
+
+#include "Output.h"
+#include "d3_sdk/Extensions.h"
 
 using nlohmann::json;
 

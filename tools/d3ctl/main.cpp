@@ -1,8 +1,8 @@
 // d3ctl: command-line client of the camera SDK.
+#include <CLI/CLI.hpp>
+
 #include "Output.h"
 #include "Parameters.h"
-
-#include <CLI/CLI.hpp>
 
 int main(int argc, char** argv) {
     CLI::App app{"d3ctl - find, inspect, configure and stream d3 cameras"};
@@ -13,8 +13,7 @@ int main(int argc, char** argv) {
     app.require_subcommand(1);
     d3ctl::Options opt;
     app.add_flag("--json", opt.json, "print results as JSON");
-    app.add_option("--timeout", opt.timeoutMs, "milliseconds to wait for an answer or a frame")
-        ->capture_default_str();
+    app.add_option("--timeout", opt.timeoutMs, "milliseconds to wait for an answer or a frame")->capture_default_str();
 
     std::string device, name, value, dir;
     int frames = 1;
@@ -37,8 +36,7 @@ int main(int argc, char** argv) {
     grab->add_option("--out,-o", dir, "output folder")->required();
     auto* stats = app.add_subcommand("stats", "stream and report frame rate, throughput, drops, latency");
     stats->add_option("DEVICE", device)->required();
-    stats->add_option("--seconds,-s", seconds, "how long to stream")->capture_default_str()->check(
-        CLI::PositiveNumber);
+    stats->add_option("--seconds,-s", seconds, "how long to stream")->capture_default_str()->check(CLI::PositiveNumber);
     stats->add_flag("--udp", udp, "use the UDP stream transport");
 
     CLI11_PARSE(app, argc, argv);

@@ -3,16 +3,16 @@
 // interface should not depend on them.
 #pragma once
 
-#include "d3_sdk/DeviceManager.h"
-
 #include <cstdint>
 #include <string>
+
+#include "d3_sdk/DeviceManager.h"
 
 namespace d3sdk {
 
 // Counters of the current stream since StartStream (or the last reset).
 struct StreamStats {
-    uint64_t framesComplete = 0;   // received whole and unpacked
+    uint64_t framesComplete = 0;  // received whole and unpacked
     // Lost: skipped by the camera (gaps in frame ids), undecodable, or
     // replaced by a newer frame before the application read it.
     uint64_t framesDropped = 0;
