@@ -48,3 +48,32 @@ TEST(LinkLoss, CameraGoneFiresCallbackOnceAndCallsReportNetworkError) {
     EXPECT_EQ(dm.DisconnectFromDevice(), SUCCESS);
     dm.RegisterNetworkMonitoringCallback(nullptr, nullptr);
 }
+
+// A factory reset reboots the camera: the link drops like any other loss, and
+// ReconnectDevice finds the camera again once it is back, with defaults.
+TEST(LinkLoss, ReconnectAfterFactoryResetRestoresSessionWithDefaults) {
+    auto cams = sdktest::startCameras("127.0.79.10", 48764, {'3'});
+    DeviceManager& dm = DeviceManager::GetInstance();
+    std::atomic<int> calls{0};
+    dm.RegisterNetworkMonitoringCallback([&](std::string, std::string, void*) { ++calls; }, nullptr);
+    dm.SetTimeout(1000);
+    ASSERT_EQ(dm.InitDevice((*cams)[0].deviceString(), true), SUCCESS);
+    ASSERT_EQ(dm.SetFrameRate(7), SUCCESS);
+    ASSERT_EQ(dm.SaveConfigureInfo(), SUCCESS);
+    ASSERT_EQ(dm.RecoveryDefaultConfigure(), SUCCESS);
+    for (int i = 0; i < 40 && calls == 0; ++i) std::this_thread::sleep_for(std::chrono::milliseconds(100));
+    EXPECT_EQ(calls, 1);
+    int fps = 0;
+    EXPECT_EQ(dm.GetFrameRate(fps), NETWORK_ERROR);
+
+    ReturnCode rc = NETWORK_ERROR;
+    for (int attempt = 0; attempt < 30 && rc != SUCCESS; ++attempt) rc = dm.ReconnectDevice(1000);
+    ASSERT_EQ(rc, SUCCESS);
+    EXPECT_EQ(dm.GetFrameRate(fps), SUCCESS);
+    EXPECT_NE(fps, 7);  // the stored configuration went with the reset
+    ASSERT_EQ(dm.StartStream(), SUCCESS);
+    DataContainer<uint16_t> depth;
+    EXPECT_EQ(dm.GetTofData(&depth, nullptr, nullptr, nullptr), SUCCESS);
+    EXPECT_EQ(dm.DisconnectFromDevice(), SUCCESS);
+    dm.RegisterNetworkMonitoringCallback(nullptr, nullptr);
+}
