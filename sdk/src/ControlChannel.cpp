@@ -118,10 +118,10 @@ void ControlChannel::writeNext() {
 
 int32_t ControlChannel::request(d3proto::Command cmd, const d3proto::Json& args, d3proto::Json* reply,
                                 std::chrono::milliseconds timeout) {
-    std::unique_lock<std::timed_mutex> one(requestMutex_, std::defer_lock);
     const auto deadline = Clock::now() + timeout;
     // Waiting for the previous request counts against this one's timeout.
-    if (!one.try_lock_until(deadline)) return kTimeout;
+    TimedGate::Pass one(oneRequest_, deadline);
+    if (!one) return kTimeout;
     if (broken_ || !thread_.joinable()) return kNetworkError;
 
     std::vector<uint8_t> msg;

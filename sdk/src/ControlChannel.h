@@ -13,6 +13,7 @@
 #include <thread>
 #include <vector>
 
+#include "TimedGate.h"
 #include "d3_protocol/Commands.h"
 #include "d3_protocol/Message.h"
 #include "d3_protocol/Payloads.h"
@@ -55,7 +56,7 @@ private:
     std::vector<uint8_t> payload_;
     std::deque<std::vector<uint8_t>> writeQueue_;  // io thread only
 
-    std::timed_mutex requestMutex_;  // one request in flight
+    TimedGate oneRequest_;  // one request in flight
     mutable std::mutex stateMutex_;
     std::condition_variable replied_;
     uint32_t waitingFor_ = 0;

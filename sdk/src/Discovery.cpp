@@ -23,6 +23,22 @@ uint16_t discoveryPort() {
 }
 
 std::vector<std::string> broadcastAddresses() {
+    const char* env = std::getenv("D3_DISCOVERY_ADDRESSES");
+    if (!env || !*env) return interfaceBroadcastAddresses();
+    std::vector<std::string> out;
+    std::string list = env;
+    size_t start = 0;
+    while (start <= list.size()) {
+        const size_t comma = std::min(list.find(',', start), list.size());
+        const std::string item = list.substr(start, comma - start);
+        uint32_t ip;
+        if (d3proto::parseIpv4(item, ip)) out.push_back(item);
+        start = comma + 1;
+    }
+    return out;
+}
+
+std::vector<std::string> interfaceBroadcastAddresses() {
     std::vector<std::string> out{"127.255.255.255"};
     ifaddrs* list = nullptr;
     if (getifaddrs(&list) != 0) return out;

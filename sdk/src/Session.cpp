@@ -115,8 +115,8 @@ ReturnCode Session::stopStream() {
 ReturnCode Session::withNextFrame(const std::function<void(const Frame&)>& use) {
     const auto timeout = timeout_();
     const auto deadline = Clock::now() + timeout;
-    std::unique_lock<std::timed_mutex> lock(readMutex_, std::defer_lock);
-    if (!lock.try_lock_until(deadline)) return TIMEOUT;
+    TimedGate::Pass reader(oneReader_, deadline);
+    if (!reader) return TIMEOUT;
     if (lost_) return NETWORK_ERROR;
     if (!streaming_) return NOT_STREAMING;
     const auto left = std::chrono::duration_cast<std::chrono::milliseconds>(deadline - Clock::now());

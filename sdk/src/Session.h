@@ -17,6 +17,7 @@
 #include "PointProjector.h"
 #include "Registration.h"
 #include "StreamReceiver.h"
+#include "TimedGate.h"
 #include "d3_protocol/Payloads.h"
 #include "d3_sdk/DeviceManager.h"
 
@@ -89,7 +90,7 @@ private:
     std::condition_variable monitorWake_;
     bool stopping_ = false;
 
-    std::timed_mutex readMutex_;  // one reader of frames and conversion buffers
+    TimedGate oneReader_;  // one reader of frames and conversion buffers
     PointProjector projector_;
     Registration registration_;
     std::vector<uint16_t> zbuffer_;

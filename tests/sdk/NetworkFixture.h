@@ -16,8 +16,10 @@ namespace sdktest {
 
 inline std::unique_ptr<d3sim::SimulatedCameras> startCameras(const std::string& base, uint16_t discoveryPort,
                                                              std::vector<char> models, int heartbeatTimeoutMs = 3000) {
-    // The SDK reads the discovery port from the environment at each search.
+    // The SDK reads the discovery port and targets from the environment at
+    // each search; searches stay on the loopback.
     setenv("D3_DISCOVERY_PORT", std::to_string(discoveryPort).c_str(), 1);
+    setenv("D3_DISCOVERY_ADDRESSES", "127.255.255.255", 1);
     d3sim::CamerasConfig cfg;
     cfg.count = int(models.size());
     cfg.baseAddress = base;

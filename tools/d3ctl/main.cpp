@@ -8,7 +8,8 @@ int main(int argc, char** argv) {
     CLI::App app{"d3ctl - find, inspect, configure and stream d3 cameras"};
     app.footer(
         "DEVICE is a serial number, an IPv4 address or \"serial:ip\" as printed by 'list'.\n"
-        "The discovery port can be overridden with D3_DISCOVERY_PORT.\n\n" +
+        "The discovery port can be overridden with D3_DISCOVERY_PORT, and D3_DISCOVERY_ADDRESSES\n"
+        "(comma-separated) replaces the interfaces' broadcast addresses as search targets.\n\n" +
         d3ctl::parameterHelp());
     app.require_subcommand(1);
     d3ctl::Options opt;
