@@ -72,6 +72,7 @@ TEST(LinkLoss, ReconnectAfterFactoryResetRestoresSessionWithDefaults) {
     EXPECT_EQ(dm.GetFrameRate(fps), SUCCESS);
     EXPECT_NE(fps, 7);  // the stored configuration went with the reset
     ASSERT_EQ(dm.StartStream(), SUCCESS);
+    dm.SetTimeout(3000);  // a first colour frame is slow to render under sanitizers
     DataContainer<uint16_t> depth;
     EXPECT_EQ(dm.GetTofData(&depth, nullptr, nullptr, nullptr), SUCCESS);
     EXPECT_EQ(dm.DisconnectFromDevice(), SUCCESS);
