@@ -31,17 +31,24 @@ d3sdk::Registration registration(unsigned rgbW, unsigned rgbH) {
     return r;
 }
 
+// Third argument 1: also track which depth pixel won each colour pixel, as
+// when the caller asks for coloured points.
 void BM_DepthToRgb(benchmark::State& state) {
     const unsigned w = unsigned(state.range(0)), h = unsigned(state.range(1));
+    const bool trackSource = state.range(2) != 0;
     const auto depth = bench::roomDepth();
     auto r = registration(w, h);
     std::vector<uint16_t> out(size_t(w) * h);
     for (auto _ : state) {
-        r.depthToRgb(depth.data(), out.data());
+        r.depthToRgb(depth.data(), out.data(), trackSource);
         benchmark::ClobberMemory();
     }
 }
-BENCHMARK(BM_DepthToRgb)->Args({1920, 1080})->Args({1600, 1200})->Unit(benchmark::kMillisecond);
+BENCHMARK(BM_DepthToRgb)
+    ->Args({1920, 1080, 0})
+    ->Args({1920, 1080, 1})
+    ->Args({1600, 1200, 0})
+    ->Unit(benchmark::kMillisecond);
 
 // RGB -> depth as a frame call does it: the z-buffer pass, then sampling.
 void BM_RgbToDepth1080p(benchmark::State& state) {
@@ -50,7 +57,7 @@ void BM_RgbToDepth1080p(benchmark::State& state) {
     std::vector<uint16_t> zbuf(1920 * 1080);
     std::vector<RGB888Pixel> rgb(1920 * 1080, RGB888Pixel{10, 20, 30}), out(640 * 480);
     for (auto _ : state) {
-        r.depthToRgb(depth.data(), zbuf.data());
+        r.depthToRgb(depth.data(), zbuf.data(), false);
         r.rgbToDepth(depth.data(), zbuf.data(), rgb.data(), out.data());
         benchmark::ClobberMemory();
     }

@@ -45,7 +45,7 @@ inline int ceilPositive(float x) {
 
 }  // namespace
 
-void Registration::depthToRgb(const uint16_t* depth, uint16_t* out) {
+void Registration::depthToRgb(const uint16_t* depth, uint16_t* out, bool trackSource) {
     std::memset(out, 0, size_t(rgbW_) * rgbH_ * sizeof(uint16_t));
     const unsigned w = tof_.width(), h = tof_.height();
     const int W = int(rgbW_), H = int(rgbH_);
@@ -56,15 +56,17 @@ void Registration::depthToRgb(const uint16_t* depth, uint16_t* out) {
         for (unsigned u = 0; u < w; ++u) {
             const uint32_t i = v * w + u;
             Projected& p = projected_[i];
-            if (depth[i] == 0 || !project(u, v, depth[i], p.u, p.v, p.z)) {
+            float pu, pv, pz;
+            if (depth[i] == 0 || !project(u, v, depth[i], pu, pv, pz) || pz > 65535.0f) {
                 p.z = 0;
                 continue;
             }
-            p.cu = int16_t(ceilPositive(std::clamp(p.u, 0.0f, float(W))));
-            p.cv = int16_t(ceilPositive(std::clamp(p.v, 0.0f, float(H))));
-            const bool inside = p.u >= -0.5f && p.v >= -0.5f && p.u < float(W) - 0.5f && p.v < float(H) - 0.5f;
-            p.nu = inside ? int16_t(p.u + 0.5f) : int16_t(-1);
-            p.nv = inside ? int16_t(p.v + 0.5f) : int16_t(-1);
+            p.z = uint16_t(pz + 0.5f);
+            p.cu = int16_t(ceilPositive(std::clamp(pu, 0.0f, float(W))));
+            p.cv = int16_t(ceilPositive(std::clamp(pv, 0.0f, float(H))));
+            const bool inside = pu >= -0.5f && pv >= -0.5f && pu < float(W) - 0.5f && pv < float(H) - 0.5f;
+            p.nu = inside ? int16_t(pu + 0.5f) : int16_t(-1);
+            p.nv = inside ? int16_t(pv + 0.5f) : int16_t(-1);
         }
     uint32_t* src = source_.data();
     for (unsigned v = 0; v < h; ++v) {
@@ -79,9 +81,9 @@ void Registration::depthToRgb(const uint16_t* depth, uint16_t* out) {
             // a depth jump it keeps one colour pixel and the gap stays: the
             // colour camera sees something there the ToF camera does not.
             int x0 = p.cu, x1 = p.cu, y0 = p.cv, y1 = p.cv;
-            const float tolerance = 0.05f * p.z;
+            const int tolerance = p.z / 20;
             auto extend = [&](const Projected& n) {
-                if (n.z == 0 || std::fabs(n.z - p.z) > tolerance) return;
+                if (n.z == 0 || std::abs(int(n.z) - int(p.z)) > tolerance) return;
                 x0 = std::min(x0, int(n.cu));
                 x1 = std::max(x1, int(n.cu));
                 y0 = std::min(y0, int(n.cv));
@@ -100,15 +102,20 @@ void Registration::depthToRgb(const uint16_t* depth, uint16_t* out) {
                 if (x1 < x0) x0 = x1 = p.nu;
                 if (y1 < y0) y0 = y1 = p.nv;
             }
-            const uint16_t zq = uint16_t(std::min(65535.0f, p.z + 0.5f));
+            const uint16_t zq = p.z;
             for (int y = y0; y <= y1; ++y) {
                 uint16_t* row = out + size_t(y) * rgbW_;
-                uint32_t* srow = src + size_t(y) * rgbW_;
-                for (int x = x0; x <= x1; ++x) {
-                    if (row[x] == 0 || zq < row[x]) {
-                        row[x] = zq;
-                        srow[x] = i;
+                if (trackSource) {
+                    uint32_t* srow = src + size_t(y) * rgbW_;
+                    for (int x = x0; x <= x1; ++x) {
+                        if (row[x] == 0 || zq < row[x]) {
+                            row[x] = zq;
+                            srow[x] = i;
+                        }
                     }
+                } else {
+                    for (int x = x0; x <= x1; ++x)
+                        if (row[x] == 0 || zq < row[x]) row[x] = zq;
                 }
             }
         }
@@ -127,7 +134,7 @@ void Registration::rgbToDepth(const uint16_t* depth, const uint16_t* zbuffer, co
         // hidden from it and its colour would belong to the occluder. The
         // margin absorbs depth noise between neighbouring pixels.
         const float nearest = float(zbuffer[j]);
-        if (nearest > 0 && p.z > nearest + 10.0f + 0.03f * nearest) continue;
+        if (nearest > 0 && float(p.z) > nearest + 10.0f + 0.03f * nearest) continue;
         out[i] = rgb[j];
     }
 }

@@ -28,9 +28,9 @@ public:
     // 0 where nothing projects). The nearest surface wins, and each depth pixel
     // covers the area up to its neighbours on the same surface, so the result
     // is a closed surface rather than a dot pattern (the colour image has
-    // several times the pixels). Also remembers which depth pixel won each
-    // colour pixel (sourceIndex) for the intensity of coloured points.
-    void depthToRgb(const uint16_t* depth, uint16_t* out);
+    // several times the pixels). With trackSource it also remembers which
+    // depth pixel won each colour pixel, for colouredRgbPoints().
+    void depthToRgb(const uint16_t* depth, uint16_t* out, bool trackSource = true);
     const uint32_t* sourceIndex() const { return source_.data(); }
 
     // Colour of every depth pixel (out: tofW*tofH). Uses the z-buffer and the
@@ -44,7 +44,8 @@ public:
     unsigned colouredTofPoints(const uint16_t* depth, const RGB888Pixel* colour, const uint8_t* ir,
                                PointXYZRGBI* out) const;
     // Coloured points in the colour camera frame, one per colour pixel, from
-    // the registered depth; intensity from the depth pixel that won the pixel.
+    // the registered depth; intensity from the depth pixel that won the pixel
+    // (the last depthToRgb() must have tracked sources).
     unsigned colouredRgbPoints(const uint16_t* registered, const RGB888Pixel* rgb, const uint8_t* ir,
                                PointXYZRGBI* out) const;
 
@@ -56,9 +57,10 @@ private:
     CameraIntrinsicParam rgbK_{};
     unsigned rgbW_ = 0, rgbH_ = 0;
     Extrinsics ext_;
+    // Kept small: written and read once per depth pixel per frame.
     struct Projected {
-        float u, v, z;   // z = 0: no depth or behind the colour camera
-        int16_t cu, cv;  // ceil of u and v, clamped to the image (quad bounds)
+        uint16_t z;      // depth in the colour camera, mm; 0: none or behind it
+        int16_t cu, cv;  // ceil of the projected u and v, clamped to the image (quad bounds)
         int16_t nu, nv;  // nearest colour pixel, -1 outside the image
     };
     std::vector<Projected> projected_;

@@ -22,7 +22,7 @@ bool Session::configureRegistration(const Frame& f) {
 void Session::depthToRgb(const Frame& f, DataContainer<uint16_t>& out, DataContainer<PointXYZRGBI>* rgbPoints) {
     if (!configureRegistration(f)) return;
     out.resize(f.rgb.rows(), f.rgb.cols());
-    registration_.depthToRgb(f.depth.data(), out.data());
+    registration_.depthToRgb(f.depth.data(), out.data(), rgbPoints != nullptr);
     if (rgbPoints) {
         rgbPoints->resize(f.rgb.rows(), f.rgb.cols());
         rgbPoints->setNumberSize(
@@ -33,7 +33,7 @@ void Session::depthToRgb(const Frame& f, DataContainer<uint16_t>& out, DataConta
 void Session::rgbToDepth(const Frame& f, DataContainer<RGB888Pixel>& out, DataContainer<PointXYZRGBI>* rgbPoints) {
     if (!configureRegistration(f)) return;
     // The occlusion test needs to know what the colour camera sees nearest.
-    registration_.depthToRgb(f.depth.data(), zbuffer_.data());
+    registration_.depthToRgb(f.depth.data(), zbuffer_.data(), false);
     out.resize(f.depth.rows(), f.depth.cols());
     registration_.rgbToDepth(f.depth.data(), zbuffer_.data(), f.rgb.data(), out.data());
     if (rgbPoints) {
