@@ -59,8 +59,9 @@ int cmdStats(const Options& o, const std::string& device, double seconds, bool u
     const double secs = s.seconds > 0 ? s.seconds : seconds;
     const json out = {{"transport", udp ? "udp" : "tcp"},
                       {"configuredFps", fps},
-                      {"fps", double(s.framesDelivered) / secs},
-                      {"receivedFps", double(s.framesComplete) / secs},
+                      // Frames that arrived whole in the window; a frame that
+                      // arrived just before it may still be delivered in it.
+                      {"fps", double(s.framesComplete) / secs},
                       {"MBps", double(s.bytesReceived) / secs / 1e6},
                       {"complete", s.framesComplete},
                       {"dropped", s.framesDropped},
