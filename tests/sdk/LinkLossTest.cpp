@@ -5,6 +5,7 @@
 #include <thread>
 
 #include "NetworkFixture.h"
+#include "d3_sdk/Extensions.h"
 
 TEST(LinkLoss, CameraGoneFiresCallbackOnceAndCallsReportNetworkError) {
     auto cams = sdktest::startCameras("127.0.79.2", 48763, {'1'});
@@ -75,6 +76,34 @@ TEST(LinkLoss, ReconnectAfterFactoryResetRestoresSessionWithDefaults) {
     dm.SetTimeout(3000);  // a first colour frame is slow to render under sanitizers
     DataContainer<uint16_t> depth;
     EXPECT_EQ(dm.GetTofData(&depth, nullptr, nullptr, nullptr), SUCCESS);
+    EXPECT_EQ(dm.DisconnectFromDevice(), SUCCESS);
+    dm.RegisterNetworkMonitoringCallback(nullptr, nullptr);
+}
+
+// After an address change the camera reboots elsewhere: the old address is
+// gone and ReconnectDevice must find the camera again by its serial.
+TEST(LinkLoss, ReconnectFindsCameraAtItsNewAddress) {
+    auto cams = sdktest::startCameras("127.0.79.20", 48765, {'1'});
+    DeviceManager& dm = DeviceManager::GetInstance();
+    std::atomic<int> calls{0};
+    dm.RegisterNetworkMonitoringCallback([&](std::string, std::string, void*) { ++calls; }, nullptr);
+    dm.SetTimeout(1000);
+    ASSERT_EQ(dm.InitDevice((*cams)[0].deviceString(), true), SUCCESS);
+    NetworkMode mode;
+    mode.ip = "127.0.79.40";
+    mode.netmask = "255.0.0.0";
+    mode.isStatic = true;
+    ASSERT_EQ(dm.SetNetworkMode(mode), SUCCESS);
+    for (int i = 0; i < 40 && calls == 0; ++i) std::this_thread::sleep_for(std::chrono::milliseconds(100));
+    EXPECT_EQ(calls, 1);
+
+    ReturnCode rc = NETWORK_ERROR;
+    for (int attempt = 0; attempt < 30 && rc != SUCCESS; ++attempt) rc = dm.ReconnectDevice(1000);
+    ASSERT_EQ(rc, SUCCESS);
+    d3sdk::DeviceDetails details;
+    ASSERT_EQ(d3sdk::GetDeviceDetails(details), SUCCESS);
+    EXPECT_EQ(details.ip, "127.0.79.40");
+    EXPECT_EQ(details.serial, (*cams)[0].serial());
     EXPECT_EQ(dm.DisconnectFromDevice(), SUCCESS);
     dm.RegisterNetworkMonitoringCallback(nullptr, nullptr);
 }
