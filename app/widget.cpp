@@ -186,10 +186,6 @@ void Widget::emitcallback(std::string sn, std::string msg) { emit callbackmsg(sn
 
 void Widget::emitReconnect() { emit Reconnect(); }
 
-void Widget::logLine(const char* function, int line, const QString& message) {
-    debugWindow_->appendLog(QString("%1 %2 %3").arg(function).arg(line).arg(message));
-}
-
 void Widget::closeEvent(QCloseEvent* event) {
     debugWindow_->close();
     if (!streaming) {

@@ -97,7 +97,6 @@ private:
     void registerMetaTypes();
     void initSSlots();
     void connectViewSwitching();
-    void logLine(const char* function, int line, const QString& message);
 
     // --- Worker threads (widget_acquisition.cpp)
     void initThread();
@@ -134,13 +133,11 @@ private:
     QGraphicsScene* sceneIR = nullptr;
     QGraphicsScene* sceneRgb = nullptr;
     QGraphicsScene* sceneDep = nullptr;
+    // Lock order: frameMutex first, then at most one image mutex.
     std::mutex frameMutex;
     std::mutex depthImageMutex;
     std::mutex irImageMutex;
     std::mutex rgbImageMutex;
-    std::mutex cloudMutex;
-    std::mutex saveMutex;
-    std::mutex trayMutex;
 
     // --- Control panel
     FrameRateLimits frameRateMap;
