@@ -12,9 +12,17 @@ namespace {
 constexpr int kW = kTofWidth;
 constexpr float kInvTwoPi = 0.159154943f;
 
+// Inputs of one row: the returns are read in place from the static image
+// where possible, so only rows crossing the sphere are copied.
 struct RowIn {
-    alignas(32) float a1[kW], c1[kW], a2[kW], c2[kW], dirZ[kW];
+    const float *a1, *c1, *a2, *c2, *dirZ;
     alignas(32) float n0[kW], n1[kW], n2[kW], n3[kW];
+};
+
+// Storage for rows assembled from several sources.
+struct RowBuffer {
+    alignas(32) float a1[kW], c1[kW], a2[kW], c2[kW], dirZ[kW];
+    void pointAt(RowIn& in) const { in.a1 = a1, in.c1 = c1, in.a2 = a2, in.c2 = c2, in.dirZ = dirZ; }
 };
 
 struct RowOut {
@@ -129,23 +137,28 @@ void storeRow(const RowOut& out, uint16_t* __restrict depth, uint16_t* __restric
 void TofSensor::measure(const TofMeasureMode& mode, Rng& rng, uint16_t* depth, uint16_t* amplitude,
                         uint8_t* saturated) const {
     RowIn in;
+    RowBuffer merged;
     RowOut out;
     const Rect& r = overlayRect_;
     for (int v = 0; v < kTofHeight; ++v) {
         const size_t row = static_cast<size_t>(v) * kW;
-        std::copy_n(&static_->amp1[row], kW, in.a1);
-        std::copy_n(&static_->cyc1[row], kW, in.c1);
-        std::copy_n(&static_->amp2[row], kW, in.a2);
-        std::copy_n(&static_->cyc2[row], kW, in.c2);
+        in.a1 = &static_->amp1[row], in.c1 = &static_->cyc1[row];
+        in.a2 = &static_->amp2[row], in.c2 = &static_->cyc2[row];
+        in.dirZ = &static_->dirZ[row];
         if (v >= r.v0 && v < r.v1 && r.u1 > r.u0) {
+            std::copy_n(in.a1, kW, merged.a1);
+            std::copy_n(in.c1, kW, merged.c1);
+            std::copy_n(in.a2, kW, merged.a2);
+            std::copy_n(in.c2, kW, merged.c2);
+            std::copy_n(in.dirZ, kW, merged.dirZ);
             const size_t o = static_cast<size_t>(v - r.v0) * overlay_.width;
             const int n = r.u1 - r.u0;
-            std::copy_n(&overlay_.amp1[o], n, in.a1 + r.u0);
-            std::copy_n(&overlay_.cyc1[o], n, in.c1 + r.u0);
-            std::copy_n(&overlay_.amp2[o], n, in.a2 + r.u0);
-            std::copy_n(&overlay_.cyc2[o], n, in.c2 + r.u0);
+            std::copy_n(&overlay_.amp1[o], n, merged.a1 + r.u0);
+            std::copy_n(&overlay_.cyc1[o], n, merged.c1 + r.u0);
+            std::copy_n(&overlay_.amp2[o], n, merged.a2 + r.u0);
+            std::copy_n(&overlay_.cyc2[o], n, merged.c2 + r.u0);
+            merged.pointAt(in);
         }
-        std::copy_n(&static_->dirZ[row], kW, in.dirZ);
         drawNormals(in, kW, mode.dualFrequency, rng);
         measureRow(in, mode, out);
         storeRow(out, depth + row, amplitude + row, saturated + row);
@@ -155,6 +168,8 @@ void TofSensor::measure(const TofMeasureMode& mode, Rng& rng, uint16_t* depth, u
 void TofSensor::measurePixels(const TofMeasureMode& mode, Rng& rng, const std::vector<int>& pixels, uint16_t* depth,
                               uint16_t* amplitude, uint8_t* saturated) const {
     RowIn in{};
+    RowBuffer packed{};
+    packed.pointAt(in);
     RowOut out;
     const Rect& r = overlayRect_;
     // Scattered pixels are packed into rows so they share the vectorised loop.
@@ -167,11 +182,11 @@ void TofSensor::measurePixels(const TofMeasureMode& mode, Rng& rng, const std::v
             const Returns& src = inOverlay ? overlay_ : *static_;
             const size_t si =
                 inOverlay ? static_cast<size_t>(v - r.v0) * src.width + (u - r.u0) : static_cast<size_t>(i);
-            in.a1[j] = src.amp1[si];
-            in.c1[j] = src.cyc1[si];
-            in.a2[j] = src.amp2[si];
-            in.c2[j] = src.cyc2[si];
-            in.dirZ[j] = static_->dirZ[i];
+            packed.a1[j] = src.amp1[si];
+            packed.c1[j] = src.cyc1[si];
+            packed.a2[j] = src.amp2[si];
+            packed.c2[j] = src.cyc2[si];
+            packed.dirZ[j] = static_->dirZ[i];
         }
         drawNormals(in, n, mode.dualFrequency, rng);
         measureRow(in, mode, out);
