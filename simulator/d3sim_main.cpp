@@ -53,6 +53,15 @@ int main(int argc, char** argv) {
 
     int sig = 0;
     sigwait(&signals, &sig);
+    // A short account on exit makes the simulator's own cost visible next to the client's.
+    for (int i = 0; i < cameras.size(); ++i) {
+        const auto st = cameras[i].stats();
+        const double produced = double(st.framesSent + st.framesDropped);
+        std::fprintf(stderr, "%s: %llu frames sent, %llu dropped, %.1f ms render + %.1f ms encode per frame\n",
+                     cameras[i].serial().c_str(), (unsigned long long)st.framesSent,
+                     (unsigned long long)st.framesDropped, produced ? st.renderMsTotal / produced : 0.0,
+                     produced ? st.encodeMsTotal / produced : 0.0);
+    }
     cameras.stop();
     return 0;
 }
