@@ -123,6 +123,8 @@ Widget::Widget(QWidget* parent, CameraApi* camera)
     ui->pushButton_2->setText(tr("开始"));
     ui->radioButton_manual->setChecked(true);
 
+    setupEditors();
+
     ui->pushButton_trigger->setEnabled(false);
     ui->widget_kz->setEnabled(false);
     ui->pushButton_6->setEnabled(false);

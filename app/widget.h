@@ -83,6 +83,8 @@ public slots:
 
     // --- Control panel set-up (widget_panel.cpp)
     void controlPanelInit();
+    void setupEditors();
+    void setEditorLabels();  // again after a language switch
     void buildMap();
 
     // --- SDK link monitoring

@@ -84,6 +84,7 @@ void Widget::setUiText() {
     ui->checkBoxRgb->setText(tr("RGB"));
     ui->checkBoxCp->setText(tr("点云"));
     ui->checkBoxDep->setText(tr("深度图"));
+    setEditorLabels();
 
     menuNetwork_->setTitle(tr("网络"));
     actionNetworkSettings_->setText(tr("设备网络设置"));

@@ -6,6 +6,7 @@
 #include "debug.h"
 #include "netsetting.h"
 #include "tcporudp.h"
+#include "slidereditor.h"
 #include "ui_widget.h"
 #include "uiprompt.h"
 #include "viewlayout.h"
@@ -199,22 +200,22 @@ void Widget::switchUi(bool isRGB) {
 }
 
 void Widget::setControlIsEnable(bool on) {
-    const QList<QWidget*> controls{ui->widget_kz,
-                                   ui->widget_exposure_time,
-                                   ui->widget_fps,
-                                   ui->widget_max_color_mapping,
-                                   ui->widget_min_color_mapping,
-                                   ui->widget_rgb_manual_exposure,
-                                   ui->widget_rgb_maximum_exposure_time,
-                                   ui->widget_brightness,
-                                   ui->widget_contrast,
-                                   ui->widget_gamma_value,
-                                   ui->widget_fly_filter,
-                                   ui->widget_kalman_filter,
-                                   ui->widget_time_filter,
-                                   ui->widget_confidence_filter,
-                                   ui->groupBox_4};
-    for (QWidget* w : controls) w->setEnabled(on);
+    ui->widget_kz->setEnabled(on);
+    const QList<SliderEditer*> editors{ui->widget_exposure_time,
+                                       ui->widget_fps,
+                                       ui->widget_max_color_mapping,
+                                       ui->widget_min_color_mapping,
+                                       ui->widget_rgb_manual_exposure,
+                                       ui->widget_rgb_maximum_exposure_time,
+                                       ui->widget_brightness,
+                                       ui->widget_contrast,
+                                       ui->widget_gamma_value,
+                                       ui->widget_fly_filter,
+                                       ui->widget_kalman_filter,
+                                       ui->widget_time_filter,
+                                       ui->widget_confidence_filter};
+    for (SliderEditer* e : editors) e->setEnable(on);
+    ui->groupBox_4->setEnabled(on);
 }
 
 void Widget::maximizePane(int x) {

@@ -2,6 +2,65 @@
 <!DOCTYPE TS>
 <TS version="2.1" language="en_US">
 <context>
+    <name>SliderEditer</name>
+    <message>
+        <source>曝光时间(us)</source>
+        <translation>Exposure time (us)</translation>
+    </message>
+    <message>
+        <source>帧率设置</source>
+        <translation>Frame Rate Setting</translation>
+    </message>
+    <message>
+        <source>最小色彩映射距离(mm)</source>
+        <translation>Minimum Color Mapping (mm)</translation>
+    </message>
+    <message>
+        <source>最大色彩映射距离(mm)</source>
+        <translation>Maximum Color Mapping (mm)</translation>
+    </message>
+    <message>
+        <source>IR伽马值</source>
+        <translation>IR Gamma Value</translation>
+    </message>
+    <message>
+        <source>时域滤波</source>
+        <translation>time domain filter</translation>
+    </message>
+    <message>
+        <source>飞点滤波</source>
+        <translation>flying-pixel filter</translation>
+    </message>
+    <message>
+        <source>置信度滤波</source>
+        <translation>confidence filter</translation>
+    </message>
+    <message>
+        <source>卡尔曼滤波</source>
+        <translation>kalman filter</translation>
+    </message>
+    <message>
+        <source>RGB曝光时间(us)</source>
+        <translation>RGB Exposure Time (us)</translation>
+    </message>
+    <message>
+        <source>RGB最大自动曝光时间</source>
+        <translation>RGB Max Auto Exposure Time</translation>
+    </message>
+    <message>
+        <source>RGB增益</source>
+        <translation>RGB Gain</translation>
+    </message>
+    <message>
+        <source>RGB对比度</source>
+        <translation>RGB Contrast</translation>
+    </message>
+    <message>
+        <source>TextLabel</source>
+        <translation>TextLabel</translation>
+    </message>
+</context>
+<context>
     <name>TcpORudp</name>
     <message>
         <source>net</source>

@@ -12,6 +12,7 @@
 #include <QTemporaryDir>
 #include <QTextBrowser>
 #include <QtTest>
+#include <QSlider>
 #include <memory>
 #include <thread>
 
@@ -20,6 +21,7 @@
 #include "graphicsview.h"
 #include "testsupport.h"
 #include "viewlayout.h"
+#include "slidereditor.h"
 #include "widget.h"
 
 namespace {
@@ -310,7 +312,50 @@ private slots:
         for (bool on : {true, false, true}) {
             w_->setControlIsEnable(on);
             for (const char* name : controlled) QVERIFY2(child(name)->isEnabled() == on, name);
+            // The editors themselves accept input only through their own switch.
+            for (SliderEditer* e : w_->findChildren<SliderEditer*>())
+                QVERIFY2(e->findChild<QSlider*>("horizontalSlider")->isEnabled() == on, qPrintable(e->objectName()));
         }
+    }
+
+    void editorsStartWithTheirRangesAndLabels() {
+        struct Row {
+            const char* name;
+            int min, max, value;
+            bool checkBox;
+            const char* label;
+        };
+        const Row rows[] = {{"widget_exposure_time", 6, 4000, 6, false, "曝光时间(us)"},
+                            {"widget_fps", 1, 20, 1, false, "帧率设置"},
+                            {"widget_min_color_mapping", 100, 15000, 100, false, "最小色彩映射距离(mm)"},
+                            {"widget_max_color_mapping", 100, 15000, 5000, false, "最大色彩映射距离(mm)"},
+                            {"widget_gamma_value", 0, 255, 0, false, "IR伽马值"},
+                            {"widget_time_filter", 1, 4, 1, true, "时域滤波"},
+                            {"widget_fly_filter", 1, 63, 1, true, "飞点滤波"},
+                            {"widget_confidence_filter", 1, 150, 1, true, "置信度滤波"},
+                            {"widget_kalman_filter", 1, 100, 1, true, "卡尔曼滤波"},
+                            {"widget_rgb_manual_exposure", 0, 10000, 0, false, "RGB曝光时间(us)"},
+                            {"widget_rgb_maximum_exposure_time", 1, 100, 1, false, "RGB最大自动曝光时间"},
+                            {"widget_brightness", 0, 1023, 0, false, "RGB增益"},
+                            {"widget_contrast", 100, 500, 100, false, "RGB对比度"}};
+        for (const Row& r : rows) {
+            auto* e = child<SliderEditer>(r.name);
+            auto* slider = e->findChild<QSlider*>("horizontalSlider");
+            QVERIFY2(slider->minimum() == r.min && slider->maximum() == r.max, r.name);
+            QCOMPARE(e->value(), r.value);
+            QCOMPARE(e->findChild<QCheckBox*>("checkBox")->isVisibleTo(e), r.checkBox);
+            auto* label = e->findChild<QLabel*>("label");
+            QCOMPARE(label->text(), QString::fromUtf8(r.label));
+            QVERIFY2(label->minimumWidth() == label->maximumWidth(), r.name);
+            // One shared width lines the sliders up.
+            QCOMPARE(label->maximumWidth(),
+                     child<SliderEditer>(rows[0].name)->findChild<QLabel*>("label")->maximumWidth());
+        }
+        auto fpsLabel = [this] { return child<SliderEditer>("widget_fps")->findChild<QLabel*>("label")->text(); };
+        w_->switchLanguage(1);
+        QCOMPARE(fpsLabel(), QString("Frame Rate Setting"));
+        w_->switchLanguage(0);
+        QCOMPARE(fpsLabel(), QString::fromUtf8("帧率设置"));
     }
 
     void maximisedPaneComesBackWithTheCheckedOthers() {
