@@ -90,6 +90,7 @@ Widget::Widget(QWidget* parent, CameraApi* camera)
     sceneIR = new QGraphicsScene(this);
     sceneRgb = new QGraphicsScene(this);
     sceneDep = new QGraphicsScene(this);
+    ui->widgetCp->configurePoints(false, 640 * 480, 640, 480);
     ui->graphicsViewIR->setScene(sceneIR);
     ui->graphicsViewRgb->setScene(sceneRgb);
     ui->graphicsViewDep->setScene(sceneDep);
@@ -180,6 +181,19 @@ void Widget::initSSlots() {
     connect(this, &Widget::disCon, this, [this](ReturnCode ret) {
         const std::string text = camera_.GetReturnCodeDescriptor(ret);
         UiPrompt::warning(this, tr("状态异常"), tr("错误信息：%1").arg(QString::fromLocal8Bit(text.c_str())));
+    });
+    connect(this, &Widget::cleanCp, this, [this] { ui->widgetCp->clearWindow(); });
+    connect(ui->pushButton_main_view, &QPushButton::clicked, this, [this] {
+        qDebug() << "widget" << "operator ()" << __LINE__ << "main view";
+        ui->widgetCp->SetCamera(CAMERA_MAIN_VIEW);
+    });
+    connect(ui->pushButton_top_view, &QPushButton::clicked, this, [this] {
+        qDebug() << "widget" << "operator ()" << __LINE__ << "top view";
+        ui->widgetCp->SetCamera(CAMERA_TOP_VIEW);
+    });
+    connect(ui->pushButton_left_view, &QPushButton::clicked, this, [this] {
+        qDebug() << "widget" << "operator ()" << __LINE__ << "left view";
+        ui->widgetCp->SetCamera(CAMERA_LEFT_VIEW);
     });
     connectViewSwitching();
 }

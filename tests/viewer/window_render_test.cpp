@@ -9,6 +9,7 @@
 #include <QPushButton>
 #include <QtTest>
 
+#include "cloudpoint.h"
 #include "testsupport.h"
 #include "widget.h"
 
@@ -42,6 +43,24 @@ class WindowRenderTest : public QObject {
 private slots:
     void initTestCase() {
         if (qEnvironmentVariableIsEmpty("DISPLAY")) QSKIP("rendering needs an X server (run under xvfb-run)");
+    }
+
+    void pointCloudPaneIsWiredToItsView() {
+        FakeCamera camera;
+        Widget w(nullptr, &camera);
+        w.setShow(3);
+        w.show();
+        QVERIFY(QTest::qWaitForWindowExposed(&w));
+        auto* cloud = w.findChild<CloudPoint*>("widgetCp");
+        QCOMPARE(cloud->dataDimensions(), QSize(640, 480));
+        QVERIFY(!cloud->rgbPoint());
+        const QPair<const char*, CameraPosType> presets[] = {{"pushButton_top_view", CAMERA_TOP_VIEW},
+                                                             {"pushButton_left_view", CAMERA_LEFT_VIEW},
+                                                             {"pushButton_main_view", CAMERA_MAIN_VIEW}};
+        for (const auto& p : presets) {
+            w.findChild<QPushButton*>(p.first)->click();
+            QCOMPARE(cloud->cameraType(), p.second);
+        }
     }
 
     void chineseCaptionsUseACjkFontAndDarkTheme() {
