@@ -184,15 +184,18 @@ void Widget::initSSlots() {
     });
     connect(this, &Widget::cleanCp, this, [this] { ui->widgetCp->clearWindow(); });
     connect(ui->pushButton_main_view, &QPushButton::clicked, this, [this] {
-        qDebug() << "widget" << "operator ()" << __LINE__ << "main view";
+        qDebug() << "widget"
+                 << "operator ()" << __LINE__ << "main view";
         ui->widgetCp->SetCamera(CAMERA_MAIN_VIEW);
     });
     connect(ui->pushButton_top_view, &QPushButton::clicked, this, [this] {
-        qDebug() << "widget" << "operator ()" << __LINE__ << "top view";
+        qDebug() << "widget"
+                 << "operator ()" << __LINE__ << "top view";
         ui->widgetCp->SetCamera(CAMERA_TOP_VIEW);
     });
     connect(ui->pushButton_left_view, &QPushButton::clicked, this, [this] {
-        qDebug() << "widget" << "operator ()" << __LINE__ << "left view";
+        qDebug() << "widget"
+                 << "operator ()" << __LINE__ << "left view";
         ui->widgetCp->SetCamera(CAMERA_LEFT_VIEW);
     });
     connectViewSwitching();

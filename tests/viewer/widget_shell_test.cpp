@@ -9,19 +9,19 @@
 #include <QMenu>
 #include <QMenuBar>
 #include <QPushButton>
+#include <QSlider>
 #include <QTemporaryDir>
 #include <QTextBrowser>
 #include <QtTest>
-#include <QSlider>
 #include <memory>
 #include <thread>
 
 #include "cloudpoint.h"
 #include "debug.h"
 #include "graphicsview.h"
+#include "slidereditor.h"
 #include "testsupport.h"
 #include "viewlayout.h"
-#include "slidereditor.h"
 #include "widget.h"
 
 namespace {
