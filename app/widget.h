@@ -91,10 +91,29 @@ public slots:
     void emitcallback(std::string sn, std::string msg);
     void emitReconnect();
 
+    // --- Session: search, start/stop, disconnect (widget_session.cpp)
+    void resetView();
+
+    // --- Errors and recovery (widget_recovery.cpp)
+    // True only for SUCCESS; otherwise shows the box (33 also ends the session).
+    bool checkError(ReturnCode ret);
+    // Ends the session on our side after the link is lost; sends nothing.
+    void deviceDisconnect();
+
+    // --- Frame display (widget_paint.cpp)
+
+    // --- Parameter handlers (widget_params.cpp, widget_capture.cpp)
+
+    // --- Defaults and read-back (widget_readback.cpp)
+
 protected:
     void closeEvent(QCloseEvent* event) override;
 
 private:
+    // Camera calls beyond the small CameraApi seam go straight to the SDK;
+    // tests run them against simulated cameras in the same process.
+    static DeviceManager& sdk() { return DeviceManager::GetInstance(); }
+
     // --- Construction (widget.cpp)
     void registerMetaTypes();
     void initSSlots();
@@ -169,6 +188,14 @@ private:
     QAction* actionDebug_ = nullptr;
 
     int maximizedPane_ = 0;
+
+    // --- Session state (widget_session.cpp). rgbCamera_ is set at start for
+    // models whose acquisition uses the RGB frame call.
+    std::atomic<bool> rgbCamera_{false};
+
+    // --- Acquisition and display state (widget_acquisition.cpp, widget_paint.cpp)
+
+    // --- Control-panel state (widget_params.cpp, widget_capture.cpp, widget_readback.cpp)
 
     // --- Threads. They idle until a session streams; the stop flag lets
     // the destructor end and join them so nothing outlives the window.
