@@ -82,6 +82,21 @@ void Camera::clearCommandLog() {
     log_.clear();
 }
 
+void Camera::failNext(const std::string& commandName, int32_t status) {
+    std::lock_guard<std::mutex> lock(mutex_);
+    failCommand_ = commandName;
+    failStatus_ = status;
+}
+
+bool Camera::takeInjectedFailure(const std::string& name, int32_t& status) {
+    std::lock_guard<std::mutex> lock(mutex_);
+    if (failStatus_ == 0 || (!failCommand_.empty() && failCommand_ != name)) return false;
+    status = failStatus_;
+    failStatus_ = 0;
+    failCommand_.clear();
+    return true;
+}
+
 void Camera::reboot() {
     std::lock_guard<std::mutex> lock(mutex_);
     network_ = store_.loadNetwork().value_or(factoryNetwork_);

@@ -59,6 +59,11 @@ public:
     std::vector<LoggedCommand> commandLog() const;
     void clearCommandLog();
 
+    // Fault injection: the next executed command whose protocol name is
+    // `commandName` (any command when empty) fails with `status` without
+    // acting; it is logged with that status. One pending failure at a time.
+    void failNext(const std::string& commandName, int32_t status);
+
     bool streaming() const { return streaming_; }
     void setStreaming(bool on) { streaming_ = on; }
 
@@ -78,6 +83,8 @@ private:
     int32_t setParameter(d3proto::Command cmd, const d3proto::Json& args, CameraSettings& s);
     void getParameter(d3proto::Command cmd, const CameraSettings& s, d3proto::Json& reply) const;
     int32_t admin(d3proto::Command cmd, const d3proto::Json& args, AfterReply& after);
+    // True (with the status) when a pending injected failure matches `name`.
+    bool takeInjectedFailure(const std::string& name, int32_t& status);
 
     CameraIdentity identity_;
     const NetworkSettings factoryNetwork_;
@@ -89,6 +96,8 @@ private:
     NetworkSettings network_;
     CameraSettings settings_;
     std::vector<LoggedCommand> log_;
+    std::string failCommand_;
+    int32_t failStatus_ = 0;  // 0: no failure pending
     std::atomic<bool> streaming_{false};
     std::atomic<int> lastExposureUs_{0};
     std::mutex renderMutex_;  // the generator keeps filter history; one render at a time

@@ -59,6 +59,8 @@ int32_t Camera::execute(Command cmd, const Json& args, Json& reply, AfterReply& 
     int32_t status = st::kSuccess;
     if (!info) {
         status = st::kNotSupported;
+    } else if (takeInjectedFailure(info->name, status)) {
+        // fails without acting, as a camera refusing the command would
     } else if (info->rgbOnly && !hasRgb()) {
         status = st::kNotSupported;
     } else {

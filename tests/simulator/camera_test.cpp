@@ -163,6 +163,19 @@ TEST(CameraCommands, LogRecordsNameArgumentsAndResultInOrder) {
     EXPECT_TRUE(cam.commandLog().empty());
 }
 
+TEST(CameraCommands, InjectedFailureHitsOnlyTheNamedCommandOnceWithoutActing) {
+    Camera cam = makeCamera('3');
+    cam.failNext("SetFrameRate", 39);
+    EXPECT_EQ(run(cam, Command::SetIrGamma, {{"value", 5}}), st::kSuccess);  // another command passes
+    EXPECT_EQ(run(cam, Command::SetFrameRate, {{"value", 7}}), 39);
+    EXPECT_NE(cam.settings().frameRate, 7);
+    EXPECT_EQ(cam.commandLog().back().status, 39);
+    EXPECT_EQ(run(cam, Command::SetFrameRate, {{"value", 7}}), st::kSuccess);  // only once
+    EXPECT_EQ(cam.settings().frameRate, 7);
+    cam.failNext("", st::kBusy);
+    EXPECT_EQ(run(cam, Command::SetIrGamma, {{"value", 6}}), st::kBusy);  // any command
+}
+
 TEST(CameraStore, SavedConfigurationSurvivesARestartAndDeleteRestoresDefaults) {
     TempDir dir;
     const CameraSettings defaults;
