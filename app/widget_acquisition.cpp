@@ -39,8 +39,3 @@ void Widget::registrationWorker() {
     while (idleFor(200)) {
     }
 }
-
-void Widget::reconnectLoop() {
-    while (idleFor(200)) {
-    }
-}

@@ -33,3 +33,9 @@ void Widget::deviceDisconnect() {
     connected.exchange(false);
     streaming.exchange(false);
 }
+
+// The recovery thread. Not written yet: it idles until the window closes.
+void Widget::reconnectLoop() {
+    while (idleFor(200)) {
+    }
+}
