@@ -200,6 +200,7 @@ std::string CameraServer::lastError() const {
 }
 
 Camera& CameraServer::camera() { return *impl_->camera; }
+LinkFaults& CameraServer::faults() { return impl_->faults; }
 const ServerConfig& CameraServer::config() const { return impl_->config; }
 
 std::string CameraServer::address() const {

@@ -8,6 +8,7 @@
 #include <string>
 
 #include "Camera.h"
+#include "LinkFaults.h"
 
 namespace d3sim {
 
@@ -43,6 +44,7 @@ public:
     std::string lastError() const;
 
     Camera& camera();
+    LinkFaults& faults();
     const ServerConfig& config() const;
     // The address currently served (changes after SetNetworkMode + reboot).
     std::string address() const;

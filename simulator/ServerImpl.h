@@ -54,6 +54,7 @@ struct CameraServer::Impl {
 
     ServerConfig config;
     std::unique_ptr<Camera> camera;
+    LinkFaults faults;
     const Clock::time_point epoch = Clock::now();
 
     asio::io_context io;
