@@ -97,6 +97,8 @@ bool Camera::takeInjectedFailure(const std::string& name, int32_t& status) {
     return true;
 }
 
+bool Camera::storeNetwork(const NetworkSettings& n) { return store_.saveNetwork(n); }
+
 void Camera::reboot() {
     std::lock_guard<std::mutex> lock(mutex_);
     network_ = store_.loadNetwork().value_or(factoryNetwork_);

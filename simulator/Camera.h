@@ -64,6 +64,10 @@ public:
     // acting; it is logged with that status. One pending failure at a time.
     void failNext(const std::string& commandName, int32_t status);
 
+    // Stores address settings as SetNetworkMode does, without the command
+    // (a fault the simulator applies from outside); they apply at the next reboot.
+    bool storeNetwork(const NetworkSettings& n);
+
     bool streaming() const { return streaming_; }
     void setStreaming(bool on) { streaming_ = on; }
 

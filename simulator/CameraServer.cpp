@@ -94,7 +94,9 @@ void CameraServer::Impl::receiveDiscovery(udp::socket& socket, std::array<uint8_
         asio::buffer(buffer), from, [this, &socket, &buffer, &from](const asio::error_code& ec, size_t n) {
             if (ec == asio::error::operation_aborted || !socket.is_open() || stopping) return;
             d3proto::Message msg;
-            if (!ec && d3proto::decodeDatagram(buffer.data(), n, msg) == d3proto::DecodeResult::Ok &&
+            // A paused camera answers nothing; a searcher simply misses it.
+            if (!ec && !faults.paused() &&
+                d3proto::decodeDatagram(buffer.data(), n, msg) == d3proto::DecodeResult::Ok &&
                 msg.header.type == d3proto::MessageType::Request &&
                 msg.header.command == uint16_t(d3proto::Command::Discover)) {
                 const std::string body =
@@ -137,7 +139,7 @@ void CameraServer::Impl::beginReboot() {
     }
     rebootTimer.expires_after(std::chrono::milliseconds(config.rebootMs));
     rebootTimer.async_wait([this](const asio::error_code& ec) {
-        if (ec || stopping) return;
+        if (ec || stopping || killed) return;
         camera->reboot();
         std::string err;
         if (!openSockets(err)) {
@@ -157,6 +159,9 @@ void CameraServer::Impl::shutdownOnIo() {
     asio::error_code ec;
     heartbeatTimer.cancel();
     rebootTimer.cancel();
+    restartTimer.cancel();
+    resumeTimer.cancel();
+    deferred.clear();
 }
 
 CameraServer::CameraServer(ServerConfig config) : impl_(std::make_unique<Impl>(std::move(config))) {}

@@ -58,6 +58,25 @@ public:
     // Blocks until no reboot is in progress or the timeout passes; true when up.
     bool waitUntilUp(int timeoutMs);
 
+    // --- faults on demand (also reachable through d3sim's control socket).
+    // Call these from any thread but the camera's own io thread.
+    // The camera vanishes: every connection and listening socket closes and
+    // nothing answers. With downMs > 0 it comes back by itself after that long.
+    void kill(int downMs = 0);
+    // Back after kill() as after a power cycle: address and settings from its
+    // store. False (see lastError) when the address cannot be bound.
+    bool restart();
+    bool killed() const;
+    // Stops answering (control, discovery, frames) for `ms`; requests that
+    // arrive meanwhile are handled afterwards, in order. A pause shorter than
+    // the heartbeat timeout leaves the session alive.
+    void pause(int ms);
+    // Persists a new address and reboots onto it, as SetNetworkMode would.
+    // False for an address that is not a usable IPv4 host address.
+    bool changeAddress(const std::string& ip);
+    // The next command named `commandName` (any command when empty) fails with `status`.
+    void failNext(const std::string& commandName, int32_t status);
+
     struct Stats {
         uint64_t framesSent = 0;
         uint64_t framesDropped = 0;  // produced while the previous frame was still being written

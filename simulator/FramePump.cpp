@@ -33,7 +33,7 @@ void CameraServer::Impl::pumpLoop() {
     bool active = false;
     Clock::time_point next;
     while (!quit) {
-        const bool nowActive = camera->streaming() && streamAttached;
+        const bool nowActive = camera->streaming() && streamAttached && !faults.paused();
         if (!nowActive) {
             active = false;
             pendingTriggers = 0;
@@ -107,7 +107,7 @@ void CameraServer::Impl::produceFrame() {
     bool dropped = writing.exchange(true);
     if (!dropped) {
         std::swap(front, back);
-        asio::post(io, [this] { sendFrontFrame(); });
+        afterLatency([this] { sendFrontFrame(); });
     }
     std::lock_guard<std::mutex> lock(mutex);
     stats.renderMsTotal += renderMs;

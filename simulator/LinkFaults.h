@@ -1,9 +1,11 @@
 // Network faults a simulated camera can be told to show: lost stream
-// datagrams (seeded, so a run can be repeated) and added latency. Read by the
-// sending threads, set from tests or the d3sim control command at any time.
+// datagrams (seeded, so a run can be repeated), added latency and a pause
+// (the camera stops answering for a while, as a frozen device would). Read by
+// the camera's threads, set from tests or the d3sim control socket at any time.
 #pragma once
 
 #include <atomic>
+#include <chrono>
 #include <cstdint>
 #include <mutex>
 #include <random>
@@ -34,12 +36,24 @@ public:
     void setLatencyMs(int ms) { latencyMs_ = ms < 0 ? 0 : ms; }
     int latencyMs() const { return latencyMs_; }
 
+    // Nothing is answered or sent until `duration` from now; what arrives
+    // meanwhile is handled afterwards, in order. Zero or less ends a pause.
+    void pauseFor(std::chrono::milliseconds duration) {
+        const auto until = std::chrono::steady_clock::now() + duration;
+        pausedUntil_ = duration.count() > 0 ? until.time_since_epoch().count() : 0;
+    }
+    bool paused() const { return std::chrono::steady_clock::now() < pausedUntil(); }
+    std::chrono::steady_clock::time_point pausedUntil() const {
+        return std::chrono::steady_clock::time_point(std::chrono::steady_clock::duration(pausedUntil_.load()));
+    }
+
 private:
     mutable std::mutex mutex_;
     double loss_ = 0;
     std::mt19937_64 rng_{1};
     std::atomic<bool> hasLoss_{false};
     std::atomic<int> latencyMs_{0};
+    std::atomic<std::chrono::steady_clock::rep> pausedUntil_{0};
 };
 
 }  // namespace d3sim

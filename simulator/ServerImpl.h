@@ -34,6 +34,15 @@ struct CameraServer::Impl {
     void shutdownOnIo();
     void setError(const std::string& e);
 
+    // --- faults (ServerFaults.cpp)
+    void killOnIo(int downMs);
+    bool restartOnIo();
+    // While paused, requests wait here and are replayed when the pause ends.
+    void deferWhilePaused(const Connection::Ptr& conn, const d3proto::Message& msg);
+    void resumeAfterPause();
+    // Runs `fn` on the io thread after the configured latency (at once without).
+    void afterLatency(std::function<void()> fn);
+
     // --- sessions and commands (ServerSession.cpp)
     void onMessage(const Connection::Ptr& conn, d3proto::Message& msg);
     void onClosed(const Connection::Ptr& conn);
@@ -72,6 +81,13 @@ struct CameraServer::Impl {
     asio::ip::tcp::acceptor streamAcceptor{io};
     asio::steady_timer heartbeatTimer{io};
     asio::steady_timer rebootTimer{io};
+    // io: faults. `killed` is mirrored in `killedFlag` for other threads;
+    // `deferred` holds the requests that arrived during a pause.
+    asio::steady_timer restartTimer{io};
+    asio::steady_timer resumeTimer{io};
+    bool killed = false;
+    std::atomic<bool> killedFlag{false};
+    std::deque<std::pair<Connection::Ptr, d3proto::Message>> deferred;
     std::set<Connection::Ptr> connections;
 
     // io: the session

@@ -18,6 +18,8 @@ void CameraServer::Impl::onMessage(const Connection::Ptr& conn, d3proto::Message
     // Clients only send requests; anything else is ignored rather than answered,
     // so two confused peers cannot ping-pong replies forever.
     if (msg.header.type != d3proto::MessageType::Request) return;
+    // Held requests go first, so one arriving just as a pause ends waits its turn.
+    if (faults.paused() || !deferred.empty()) return deferWhilePaused(conn, msg);
     if (conn->kind() == Connection::Kind::Stream)
         handleStream(conn, msg);
     else
@@ -43,7 +45,10 @@ void CameraServer::Impl::reply(const Connection::Ptr& conn, const d3proto::Heade
         replyCache.push_back({request.requestId, request.command, bytes});
         if (replyCache.size() > kReplyCacheSize) replyCache.pop_front();
     }
-    conn->send(std::move(bytes), std::move(done));
+    if (faults.latencyMs() <= 0) return conn->send(std::move(bytes), std::move(done));
+    afterLatency([conn, bytes = std::move(bytes), done = std::move(done)]() mutable {
+        conn->send(std::move(bytes), std::move(done));
+    });
 }
 
 void CameraServer::Impl::handleControl(const Connection::Ptr& conn, d3proto::Message& msg) {
@@ -165,7 +170,8 @@ void CameraServer::Impl::endSession(const char* reason) {
 }
 
 void CameraServer::Impl::checkHeartbeat() {
-    if (owner && Clock::now() - lastActivity > std::chrono::milliseconds(config.heartbeatTimeoutMs)) {
+    // A paused camera is frozen: its own clock does not judge the client meanwhile.
+    if (owner && !faults.paused() && Clock::now() - lastActivity > std::chrono::milliseconds(config.heartbeatTimeoutMs)) {
         {
             std::lock_guard<std::mutex> lock(mutex);
             ++stats.sessionsTimedOut;

@@ -4,7 +4,22 @@
 #include <cstdio>
 #include <sstream>
 
+#include "FaultControl.h"
 #include "SimulatedCameras.h"
+
+namespace {
+
+// `d3sim ctl ADDRESS COMMAND...`: one command to a running simulator's camera.
+int runCtl(const std::string& address, uint16_t port, const std::vector<std::string>& words) {
+    std::string line;
+    for (const std::string& w : words) line += (line.empty() ? "" : " ") + w;
+    const std::string answer = d3sim::sendFaultCommand(address, port, line);
+    const bool ok = answer.rfind("ok", 0) == 0;
+    std::fprintf(ok ? stdout : stderr, "%s\n", answer.c_str());
+    return ok ? 0 : 1;
+}
+
+}  // namespace
 
 int main(int argc, char** argv) {
     CLI::App app{"Simulated network ToF cameras on the loopback interface (127.0.0.2, 127.0.0.3, ...)."};
@@ -21,7 +36,31 @@ int main(int argc, char** argv) {
     app.add_option("--seed", config.seed, "noise seed (camera i uses seed + i)");
     app.add_option("--discovery-port", config.discoveryPort, "UDP discovery port")->default_val(48600);
     app.add_option("--reboot-ms", config.rebootMs, "how long a camera stays away when it reboots")->default_val(2000);
+    double loss = 0;
+    int latencyMs = 0;
+    uint16_t ctlPort = d3sim::kFaultControlPort;
+    app.add_option("--loss", loss, "share of stream datagrams lost from the start (0..1, seeded)")
+        ->check(CLI::Range(0.0, 1.0));
+    app.add_option("--latency", latencyMs, "milliseconds added to every control reply and frame")
+        ->check(CLI::Range(0, 10000));
+    app.add_option("--ctl-port", ctlPort,
+                   "TCP port of each camera's control socket, on the address it started at (0: none)")
+        ->capture_default_str();
+    app.footer(std::string("Faults on demand: while d3sim runs, `d3sim ctl ADDRESS COMMAND...` sends one line to the\n"
+                           "control socket of the camera that started at ADDRESS (plain text, one line per command,\n"
+                           "answered by \"ok ...\" or \"error: ...\"). Commands:\n") +
+               d3sim::faultCommandHelp());
+
+    std::string ctlAddress;
+    std::vector<std::string> ctlWords;
+    uint16_t ctlTarget = d3sim::kFaultControlPort;
+    auto* ctl = app.add_subcommand("ctl", "send one fault command to a running d3sim camera and print the answer");
+    ctl->add_option("--port", ctlTarget, "the camera's control socket port")->capture_default_str();
+    ctl->add_option("ADDRESS", ctlAddress, "address the camera started at")->required();
+    ctl->add_option("COMMAND", ctlWords, "command and arguments, e.g. loss 0.1")->required();
+    ctl->footer(d3sim::faultCommandHelp());
     CLI11_PARSE(app, argc, argv);
+    if (ctl->parsed()) return runCtl(ctlAddress, ctlTarget, ctlWords);
 
     std::stringstream list(models);
     std::string item;
@@ -46,9 +85,26 @@ int main(int argc, char** argv) {
         std::fprintf(stderr, "d3sim: %s\n", cameras.lastError().c_str());
         return 1;
     }
-    for (int i = 0; i < cameras.size(); ++i)
-        std::printf("camera %s %s model %c discovery port %u\n", cameras[i].serial().c_str(),
-                    cameras[i].address().c_str(), cameras[i].camera().model(), unsigned(config.discoveryPort));
+    std::vector<std::unique_ptr<d3sim::FaultControlServer>> controls;
+    for (int i = 0; i < cameras.size(); ++i) {
+        cameras[i].faults().setLoss(loss, config.seed + uint64_t(i));
+        cameras[i].faults().setLatencyMs(latencyMs);
+        std::string ctlNote;
+        if (ctlPort != 0) {
+            auto control = std::make_unique<d3sim::FaultControlServer>(cameras[i]);
+            std::string err;
+            if (control->start(cameras[i].address(), ctlPort, err)) {
+                ctlNote = " control " + cameras[i].address() + ":" + std::to_string(ctlPort);
+                controls.push_back(std::move(control));
+            } else {
+                // The cameras work without it; only faults on demand are missing.
+                std::fprintf(stderr, "d3sim: %s\n", err.c_str());
+            }
+        }
+        std::printf("camera %s %s model %c discovery port %u%s\n", cameras[i].serial().c_str(),
+                    cameras[i].address().c_str(), cameras[i].camera().model(), unsigned(config.discoveryPort),
+                    ctlNote.c_str());
+    }
     std::fflush(stdout);
 
     int sig = 0;
@@ -62,6 +118,7 @@ int main(int argc, char** argv) {
                      (unsigned long long)st.framesDropped, produced ? st.renderMsTotal / produced : 0.0,
                      produced ? st.encodeMsTotal / produced : 0.0);
     }
+    controls.clear();
     cameras.stop();
     return 0;
 }
