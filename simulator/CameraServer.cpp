@@ -64,6 +64,11 @@ bool CameraServer::Impl::openSockets(std::string& err) {
         if (!ec) acceptor->listen(asio::socket_base::max_listen_connections, ec);
         if (ec) return fail(acceptor == &controlAcceptor ? "control port" : "stream port", ec);
     }
+    // The datagram stream shares the stream port number with the TCP one.
+    if (!udp.open(net.ip, config.streamPort, err)) {
+        closeSockets();
+        return false;
+    }
     receiveDiscovery(discoveryUnicast, unicastBuffer, unicastFrom);
     receiveDiscovery(discoveryBroadcast, broadcastBuffer, broadcastFrom);
     accept(controlAcceptor, Connection::Kind::Control);
@@ -81,6 +86,7 @@ void CameraServer::Impl::closeSockets() {
     discoveryBroadcast.close(ec);
     controlAcceptor.close(ec);
     streamAcceptor.close(ec);
+    udp.close();
     // Closing calls onClosed, which erases from the set: iterate over a copy.
     auto all = connections;
     for (const auto& c : all) c->close();
@@ -227,8 +233,16 @@ bool CameraServer::waitUntilUp(int timeoutMs) {
 }
 
 CameraServer::Stats CameraServer::stats() const {
+    const UdpStreamer::Stats u = impl_->udp.stats();
     std::lock_guard<std::mutex> lock(impl_->mutex);
-    return impl_->stats;
+    Stats s = impl_->stats;
+    s.framesSent += u.framesSent;
+    s.framesDropped += u.framesExpired;
+    s.udpDatagramsSent = u.datagramsSent;
+    s.udpDatagramsLost = u.datagramsLost;
+    s.udpResendRequests = u.resendRequests;
+    s.udpDatagramsResent = u.datagramsResent;
+    return s;
 }
 
 }  // namespace d3sim

@@ -86,6 +86,12 @@ public:
         uint64_t reboots = 0;
         double renderMsTotal = 0;  // frame generation
         double encodeMsTotal = 0;  // JPEG + frame payload
+        // Datagram stream: datagrams sent (resends included), withheld by the
+        // loss fault, resend requests answered and datagrams they asked for.
+        uint64_t udpDatagramsSent = 0;
+        uint64_t udpDatagramsLost = 0;
+        uint64_t udpResendRequests = 0;
+        uint64_t udpDatagramsResent = 0;
     };
     Stats stats() const;
 

@@ -96,6 +96,15 @@ void CameraServer::Impl::produceFrame() {
     }
     const size_t payload = d3proto::encodeFrame(fh, frame.depth.data(), frame.ir.data(), frame.amplitude.data(), rgb,
                                                 back, d3proto::kHeaderSize);
+    if (udpSession) {
+        // Datagrams are sent from the streamer's own history, so nothing here
+        // waits for the previous frame.
+        udp.submit(frameId, back.data() + d3proto::kHeaderSize, payload, camera->settings().frameRate);
+        std::lock_guard<std::mutex> lock(mutex);
+        stats.renderMsTotal += renderMs;
+        stats.encodeMsTotal += msSince(t1);
+        return;
+    }
     d3proto::Header h;
     h.type = d3proto::MessageType::Event;
     h.command = uint16_t(d3proto::Command::FrameEvent);

@@ -16,6 +16,7 @@
 #include "CameraServer.h"
 #include "Connection.h"
 #include "JpegEncoder.h"
+#include "UdpStreamer.h"
 
 namespace d3sim {
 
@@ -124,6 +125,14 @@ struct CameraServer::Impl {
     FrameSet frame;
     JpegEncoder jpeg;
     uint32_t frameCounter = 0;
+
+    // The datagram stream; last so its thread (which attaches the client) is
+    // gone before anything it touches. udpSession: the session asked for UDP.
+    std::atomic<bool> udpSession{false};
+    UdpStreamer udp{faults, [this] {
+                        streamAttached = true;
+                        notifyPump();
+                    }};
 };
 
 }  // namespace d3sim

@@ -122,7 +122,7 @@ void CameraServer::Impl::handleControl(const Connection::Ptr& conn, d3proto::Mes
 int32_t CameraServer::Impl::openSession(const Connection::Ptr& conn, const Json& args, Json& body) {
     d3proto::SessionRequest req;
     if (!d3proto::fromJson(args, req)) return st::kProtocolError;
-    if (req.transport != "tcp") return st::kNotSupported;
+    if (req.transport != "tcp" && req.transport != "udp") return st::kNotSupported;
     bool takeover = false;
     if (owner && owner != conn) {
         // The same client on a new connection is a reconnect the camera has not noticed yet.
@@ -140,6 +140,8 @@ int32_t CameraServer::Impl::openSession(const Connection::Ptr& conn, const Json&
         do {
             token = tokenRng();
         } while (token == 0);
+        udpSession = req.transport == "udp";
+        if (udpSession) udp.beginSession(token);
         std::lock_guard<std::mutex> lock(mutex);
         ++stats.sessionsOpened;
     }
@@ -163,6 +165,8 @@ void CameraServer::Impl::endSession(const char* reason) {
     streamConn.reset();
     streamAttached = false;
     token = 0;
+    udp.endSession();
+    udpSession = false;
     notifyPump();
     // Let what is queued (e.g. the CloseSession reply) go out before the socket closes.
     oldOwner->closeAfterWrites();
@@ -199,6 +203,7 @@ void CameraServer::Impl::handleStream(const Connection::Ptr& conn, d3proto::Mess
         camera->logCommand("AttachStream", d3proto::dump(args), st::kAccessDenied);
         return reply(conn, h, st::kAccessDenied, {{"error", "no session with that token"}});
     }
+    if (udpSession) return reply(conn, h, st::kNotSupported, {{"error", "this session streams over UDP"}});
     if (streamConn && streamConn != conn) streamConn->close();
     streamConn = conn;
     camera->logCommand("AttachStream", d3proto::dump(args), st::kSuccess);

@@ -18,14 +18,18 @@ void putPrefix(UdpKind kind, uint8_t* out) {
 
 uint32_t udpPacketCount(uint32_t bytes) { return uint32_t((uint64_t(bytes) + kUdpChunk - 1) / kUdpChunk); }
 
+void writeUdpDataHeader(const UdpDataHeader& h, uint8_t* out) {
+    putPrefix(UdpKind::Data, out);
+    putU16(out + 6, h.packetId);
+    putU32(out + 8, h.frameId);
+    putU16(out + 12, h.packetCount);
+    putU16(out + 14, 0);
+    putU32(out + 16, h.frameBytes);
+}
+
 void encodeUdpData(const UdpDataHeader& h, const uint8_t* chunk, size_t chunkSize, std::vector<uint8_t>& out) {
     out.resize(kUdpHeaderSize + chunkSize);
-    putPrefix(UdpKind::Data, out.data());
-    putU16(out.data() + 6, h.packetId);
-    putU32(out.data() + 8, h.frameId);
-    putU16(out.data() + 12, h.packetCount);
-    putU16(out.data() + 14, 0);
-    putU32(out.data() + 16, h.frameBytes);
+    writeUdpDataHeader(h, out.data());
     if (chunkSize) std::memcpy(out.data() + kUdpHeaderSize, chunk, chunkSize);
 }
 

@@ -1,6 +1,6 @@
 // UDP stream transport: a frame payload (Frame.h) cut into datagrams, plus the
-// client's hello and resend requests. The server does not send UDP frames yet;
-// the codec is here so both ends are written against one definition.
+// client's hello (echoed by the camera as its acknowledgement) and resend
+// requests. Both ends are written against this one definition.
 #pragma once
 
 #include <cstddef>
@@ -40,6 +40,9 @@ struct UdpResend {
 // Number of datagrams needed for a frame payload of `bytes` bytes.
 uint32_t udpPacketCount(uint32_t bytes);
 
+// Writes the kUdpHeaderSize bytes that precede a data chunk (for senders that
+// gather header and chunk without copying the chunk).
+void writeUdpDataHeader(const UdpDataHeader& h, uint8_t* out);
 void encodeUdpData(const UdpDataHeader& h, const uint8_t* chunk, size_t chunkSize, std::vector<uint8_t>& out);
 void encodeUdpResend(const UdpResend& r, std::vector<uint8_t>& out);
 void encodeUdpHello(uint32_t token, std::vector<uint8_t>& out);

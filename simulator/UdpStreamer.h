@@ -1,0 +1,105 @@
+// The datagram stream of one camera: a socket on the stream port that takes
+// the client's hello and resend requests, and a thread that cuts frames into
+// datagrams, paces them out, and answers resends from the last few frames.
+// Faults (loss per datagram, latency per frame) apply to everything it sends.
+#pragma once
+
+#include <netinet/in.h>
+
+#include <atomic>
+#include <chrono>
+#include <condition_variable>
+#include <cstdint>
+#include <deque>
+#include <functional>
+#include <mutex>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "LinkFaults.h"
+#include "d3_protocol/Udp.h"
+
+namespace d3sim {
+
+class UdpStreamer {
+public:
+    struct Stats {
+        uint64_t framesSent = 0;        // whole frames sent once (resends not counted)
+        uint64_t framesExpired = 0;     // left the history before their turn to be sent
+        uint64_t datagramsSent = 0;     // including resent ones
+        uint64_t datagramsLost = 0;     // withheld by the loss fault
+        uint64_t resendRequests = 0;    // accepted requests
+        uint64_t datagramsResent = 0;   // resent, before the loss fault
+        uint64_t resendsTooLate = 0;    // requests for frames no longer kept
+        uint64_t datagramsIgnored = 0;  // not ours, wrong token, not from the client
+    };
+
+    // `onClient` runs on the streamer's thread when a hello with the expected
+    // token arrives (the stream is then attached).
+    UdpStreamer(LinkFaults& faults, std::function<void()> onClient);
+    ~UdpStreamer();
+    UdpStreamer(const UdpStreamer&) = delete;
+    UdpStreamer& operator=(const UdpStreamer&) = delete;
+
+    // Binds ip:port and starts the thread; false with a reason otherwise.
+    bool open(const std::string& ip, uint16_t port, std::string& error);
+    // Stops the thread and closes the socket; forgets client and history. Idempotent.
+    void close();
+
+    // A datagram session with this token is open: hellos carrying it attach.
+    void beginSession(uint32_t token);
+    // No session: the client is forgotten and nothing more is sent.
+    void endSession();
+    bool hasClient() const;
+
+    // Queues one frame payload (copied into the history) for sending, after
+    // the fault latency. `frameRate` sets the pacing of its datagrams.
+    void submit(uint32_t frameId, const uint8_t* payload, size_t size, int frameRate);
+
+    Stats stats() const;
+
+    // Frames kept for resend requests (about a third of a second at 25 fps).
+    static constexpr size_t kHistory = 8;
+
+private:
+    struct Slot {
+        uint32_t frameId = 0;
+        bool valid = false;
+        int busy = 0;                         // being sent by the thread: submit() must not overwrite it
+        std::chrono::microseconds pacing{0};  // pause after each burst
+        std::vector<uint8_t> payload;
+    };
+    struct Job {
+        uint32_t frameId = 0;
+        std::chrono::steady_clock::time_point due;
+        std::vector<d3proto::PacketRange> ranges;  // empty: the whole frame
+    };
+
+    void run();
+    // Waits up to `timeout` for a datagram (or a wake-up) and handles all that arrived.
+    void receive(std::chrono::microseconds timeout);
+    void handle(const uint8_t* data, size_t size, const sockaddr_in& from);
+    bool takeJob(Job& job, std::chrono::microseconds& wait);
+    void sendJob(const Job& job);
+    void sendPacket(const Slot& slot, uint16_t packetId, uint16_t count, const sockaddr_in& to);
+    void wake();
+
+    LinkFaults& faults_;
+    std::function<void()> onClient_;
+    int fd_ = -1;
+    int wakeFd_ = -1;
+    std::thread thread_;
+    std::atomic<bool> quit_{false};
+    std::vector<uint8_t> rx_;  // thread only
+
+    mutable std::mutex mutex_;
+    uint32_t token_ = 0;  // 0: no datagram session
+    bool haveClient_ = false;
+    sockaddr_in client_{};
+    Slot slots_[kHistory];
+    std::deque<Job> jobs_;  // frames in submit order, resends in arrival order
+    Stats stats_;
+};
+
+}  // namespace d3sim
