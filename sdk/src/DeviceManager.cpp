@@ -1,6 +1,8 @@
 // Session and discovery operations of the SDK.
 #include "d3_sdk/DeviceManager.h"
 
+#include <algorithm>
+#include <atomic>
 #include <random>
 
 #include "DeviceManagerImpl.h"
@@ -24,10 +26,19 @@ bool looksLikeIpv4(const std::string& s) {
     return d3proto::parseIpv4(s, ip);
 }
 
+using Clock = std::chrono::steady_clock;
+
+// What is left until `deadline`, at most `cap`.
+std::chrono::milliseconds leftUntil(Clock::time_point deadline, std::chrono::milliseconds cap) {
+    const auto left = std::chrono::duration_cast<std::chrono::milliseconds>(deadline - Clock::now());
+    return std::clamp(left, std::chrono::milliseconds(1), cap);
+}
+
 // "serial:ip", a bare address or a bare serial -> the camera's discovery
 // answer. Asking the address directly also tells us its control port and
-// confirms the serial; a bare serial needs a broadcast search.
-ReturnCode locate(const std::string& device, d3proto::DeviceInfo& out) {
+// confirms the serial; a bare serial needs a broadcast search. Searches end
+// by `deadline`.
+ReturnCode locate(const std::string& device, d3proto::DeviceInfo& out, Clock::time_point deadline) {
     std::string serial, ip;
     const auto colon = device.rfind(':');
     if (colon != std::string::npos) {
@@ -42,9 +53,12 @@ ReturnCode locate(const std::string& device, d3proto::DeviceInfo& out) {
     const uint16_t port = d3sdk::discoveryPort();
     const auto wait = std::chrono::milliseconds(300);
     std::vector<d3proto::DeviceInfo> found;
-    if (!ip.empty()) found = d3sdk::discover({ip}, port, wait, 1);
+    // Leave half of a short budget for the search by serial below.
+    const auto first = serial.empty() ? wait : std::min(wait, leftUntil(deadline, wait) / 2);
+    if (!ip.empty()) found = d3sdk::discover({ip}, port, std::max(first, std::chrono::milliseconds(1)), 1);
     // The camera may have moved (new address, DHCP): look for its serial.
-    if (found.empty() && !serial.empty()) found = d3sdk::discover(d3sdk::broadcastAddresses(), port, wait);
+    if (found.empty() && !serial.empty())
+        found = d3sdk::discover(d3sdk::broadcastAddresses(), port, leftUntil(deadline, wait));
     for (const auto& d : found) {
         if (!serial.empty() && d.serial != serial) continue;
         out = d;
@@ -85,6 +99,46 @@ void DeviceManager::Impl::notifyLost(const std::string& serial, const std::strin
     if (cb) cb(serial, message, user);
 }
 
+namespace {
+
+// Finds and opens `device` and makes it the current session. `until`: a
+// deadline for the whole open (a reconnect), or none.
+ReturnCode openDevice(DeviceManager::Impl& owner, const std::string& device, bool tcp, Clock::time_point until) {
+    // Without a deadline: the usual search (direct, then by serial) and the
+    // caller's timeout per request.
+    const bool bounded = until != Clock::time_point();
+    const auto deadline = bounded ? until : Clock::now() + std::chrono::milliseconds(600);
+    d3proto::DeviceInfo info;
+    const ReturnCode found = locate(device, info, deadline);
+    if (found != SUCCESS) return found;
+    DeviceManager::Impl* impl = &owner;
+    // While a bounded open runs, no request may wait past its deadline; after
+    // it the session goes back to the caller's timeout.
+    auto openUntil = std::make_shared<std::atomic<Clock::rep>>(bounded ? until.time_since_epoch().count() : 0);
+    auto session = std::make_shared<Session>(
+        [impl, openUntil] {
+            const Clock::rep until = openUntil->load();
+            if (until == 0) return impl->timeout();
+            return leftUntil(Clock::time_point(Clock::duration(until)), impl->timeout());
+        },
+        [impl](const std::string& sn, const std::string& msg) { impl->notifyLost(sn, msg); });
+    const ReturnCode rc = session->open(info, owner.clientId);
+    if (rc != SUCCESS) {
+        session->close();
+        return rc;
+    }
+    *openUntil = 0;
+    std::lock_guard<std::mutex> lock(owner.mutex);
+    if (owner.session) return ALREADY_CONNECTED;  // another thread won the race; ours closes on return
+    owner.session = std::move(session);
+    owner.lastSerial = info.serial;
+    owner.lastIp = info.ip;
+    owner.lastTcp = tcp;
+    return SUCCESS;
+}
+
+}  // namespace
+
 DeviceManager::DeviceManager() : impl_(new Impl) {}
 
 DeviceManager::~DeviceManager() { DisconnectFromDevice(); }
@@ -124,26 +178,7 @@ ReturnCode DeviceManager::InitDevice(const std::string& device, bool tcp) {
     DisconnectFromDevice();
     // The UDP stream is not served by cameras of this protocol version.
     if (!tcp) return NOT_SUPPORTED;
-
-    d3proto::DeviceInfo info;
-    const ReturnCode found = locate(device, info);
-    if (found != SUCCESS) return found;
-    Impl* impl = impl_.get();
-    auto session =
-        std::make_shared<Session>([impl] { return impl->timeout(); },
-                                  [impl](const std::string& sn, const std::string& msg) { impl->notifyLost(sn, msg); });
-    const ReturnCode rc = session->open(info, impl_->clientId);
-    if (rc != SUCCESS) {
-        session->close();
-        return rc;
-    }
-    std::lock_guard<std::mutex> lock(impl_->mutex);
-    if (impl_->session) return ALREADY_CONNECTED;  // another thread won the race; ours closes on return
-    impl_->session = std::move(session);
-    impl_->lastSerial = info.serial;
-    impl_->lastIp = info.ip;
-    impl_->lastTcp = tcp;
-    return SUCCESS;
+    return openDevice(*impl_, device, tcp, Clock::time_point());
 }
 
 ReturnCode DeviceManager::DisconnectFromDevice() {
@@ -169,14 +204,13 @@ ReturnCode DeviceManager::ReconnectDevice(unsigned int ms) {
         tcp = impl_->lastTcp;
     }
     if (serial.empty()) return NOT_CONNECTED;
+    const auto deadline = Clock::now() + std::chrono::milliseconds(ms ? ms : impl_->timeoutMs.load());
     DisconnectFromDevice();
-    const unsigned saved = impl_->timeoutMs;
-    if (ms) impl_->timeoutMs = ms;
     // The last address first; when the camera is not there any more (new
-    // address), the search by serial finds it.
-    const ReturnCode rc = InitDevice(serial + ":" + ip, tcp);
-    impl_->timeoutMs = saved;
-    return rc == INIT_NETWORK_FAILED || rc == DEVICE_NOT_FOUND ? NETWORK_ERROR : rc;
+    // address), the search by serial finds it. Everything ends by the deadline.
+    const ReturnCode rc = openDevice(*impl_, serial + ":" + ip, tcp, deadline);
+    if (rc == ALREADY_CONNECTED) return SUCCESS;  // another thread reconnected meanwhile
+    return rc == INIT_NETWORK_FAILED || rc == DEVICE_NOT_FOUND || rc == TIMEOUT ? NETWORK_ERROR : rc;
 }
 
 ReturnCode DeviceManager::GetDeviceSN(std::string& sn) {
