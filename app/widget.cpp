@@ -199,6 +199,9 @@ void Widget::initSSlots() {
         ui->widgetCp->SetCamera(CAMERA_LEFT_VIEW);
     });
     connectViewSwitching();
+    connectParameterHandlers();
+    connectCaptureModes();
+    connect(ui->pushButton_save_config, &QPushButton::clicked, this, &Widget::filteringDefaultConfiguration);
 }
 
 void Widget::emitcallback(std::string sn, std::string msg) { emit callbackmsg(sn, msg); }

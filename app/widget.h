@@ -103,8 +103,16 @@ public slots:
     // --- Frame display (widget_paint.cpp)
 
     // --- Parameter handlers (widget_params.cpp, widget_capture.cpp)
+    // Lowers the exposures to what fps allows and narrows their editors
+    // before sending fps, so the camera never holds a too-long exposure.
+    void setExposureTime(int fps);
+    void FastMode(bool on);
 
     // --- Defaults and read-back (widget_readback.cpp)
+    // Fills the panel from the camera; false (panel untouched) on a failed read.
+    bool readConfigurationFromDevice();
+    void filteringDefaultConfiguration();
+    void DefaultConfigurationSlots();
 
 protected:
     void closeEvent(QCloseEvent* event) override;
@@ -196,6 +204,13 @@ private:
     // --- Acquisition and display state (widget_acquisition.cpp, widget_paint.cpp)
 
     // --- Control-panel state (widget_params.cpp, widget_capture.cpp, widget_readback.cpp)
+    void connectParameterHandlers();
+    void connectCaptureModes();
+    // Silently shows the spatial filter state; the kernel combo only talks
+    // to the camera while the filter is on.
+    void showSpatialFilter(bool on, int comboIndex);
+    // Answer of IsRgbDevice at the last read-back.
+    bool rgbDevice_ = false;
 
     // --- Threads. They idle until a session streams; the stop flag lets
     // the destructor end and join them so nothing outlives the window.
