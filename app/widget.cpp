@@ -202,6 +202,7 @@ void Widget::initSSlots() {
     connectParameterHandlers();
     connectCaptureModes();
     connect(ui->pushButton_save_config, &QPushButton::clicked, this, &Widget::filteringDefaultConfiguration);
+    connectSessionSignals();
 }
 
 void Widget::emitcallback(std::string sn, std::string msg) { emit callbackmsg(sn, msg); }

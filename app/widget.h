@@ -93,12 +93,20 @@ public slots:
 
     // --- Session: search, start/stop, disconnect (widget_session.cpp)
     void resetView();
+    void on_pushButton_clicked();    // search
+    void on_pushButton_2_clicked();  // start/stop, chosen by the button text
+    void on_pushButton_6_clicked();  // disconnect
+    // Shows or hides the trigger-mode and trigger-delay controls.
+    void setCaptureMode(bool on);
 
     // --- Errors and recovery (widget_recovery.cpp)
     // True only for SUCCESS; otherwise shows the box (33 also ends the session).
     bool checkError(ReturnCode ret);
     // Ends the session on our side after the link is lost; sends nothing.
     void deviceDisconnect();
+    // Starts a 1 s timer that shows the camera's exposure while ToF auto
+    // exposure runs. Reachable only through the meta-object system.
+    void timedService();
 
     // --- Frame display (widget_paint.cpp)
 
@@ -200,6 +208,11 @@ private:
     // --- Session state (widget_session.cpp). rgbCamera_ is set at start for
     // models whose acquisition uses the RGB frame call.
     std::atomic<bool> rgbCamera_{false};
+    void connectSessionSignals();
+    void onDeviceChanged();
+    // Recovery thread: the start/stop button's text as the GUI thread sees
+    // it; empty when the window is going away.
+    QString startButtonTextFromWorker();
 
     // --- Acquisition and display state (widget_acquisition.cpp, widget_paint.cpp)
 
