@@ -45,23 +45,34 @@ void FrameBuffers::selectInitial() {
     depthIndex_ = indexOfSize(kDepthSizes.data(), kDepthSizes.size(), QSize(640, 480));
 }
 
-void FrameBuffers::selectForTof(unsigned rgbStreamWidth) {
+void FrameBuffers::select(Selection s) {
+    rgbIndex_ = s.rgb;
+    depthIndex_ = s.depth;
+}
+
+FrameBuffers::Selection FrameBuffers::tofSelection(unsigned rgbStreamWidth) {
     const QSize rgbSize = rgbStreamWidth == 1920 ? QSize(1920, 1080) : QSize(1600, 1200);
-    rgbIndex_ = indexOfSize(kRgbSizes.data(), kRgbSizes.size(), rgbSize);
-    depthIndex_ = indexOfSize(kDepthSizes.data(), kDepthSizes.size(), QSize(640, 480));
+    return {indexOfSize(kRgbSizes.data(), kRgbSizes.size(), rgbSize),
+            indexOfSize(kDepthSizes.data(), kDepthSizes.size(), QSize(640, 480))};
 }
 
-void FrameBuffers::selectForRgbToDepth() {
-    rgbIndex_ = indexOfSize(kRgbSizes.data(), kRgbSizes.size(), QSize(640, 480));
-    depthIndex_ = indexOfSize(kDepthSizes.data(), kDepthSizes.size(), QSize(640, 480));
+FrameBuffers::Selection FrameBuffers::rgbToDepthSelection() {
+    return {indexOfSize(kRgbSizes.data(), kRgbSizes.size(), QSize(640, 480)),
+            indexOfSize(kDepthSizes.data(), kDepthSizes.size(), QSize(640, 480))};
 }
 
-void FrameBuffers::selectForDepthToRgb(unsigned rgbStreamWidth) {
+FrameBuffers::Selection FrameBuffers::depthToRgbSelection(unsigned rgbStreamWidth) {
     // Depth is projected into the colour camera, so both share its size.
     const QSize size = rgbStreamWidth == 1920 ? QSize(1920, 1080) : QSize(1600, 1200);
-    rgbIndex_ = indexOfSize(kRgbSizes.data(), kRgbSizes.size(), size);
-    depthIndex_ = indexOfSize(kDepthSizes.data(), kDepthSizes.size(), size);
+    return {indexOfSize(kRgbSizes.data(), kRgbSizes.size(), size),
+            indexOfSize(kDepthSizes.data(), kDepthSizes.size(), size)};
 }
+
+void FrameBuffers::selectForTof(unsigned rgbStreamWidth) { select(tofSelection(rgbStreamWidth)); }
+
+void FrameBuffers::selectForRgbToDepth() { select(rgbToDepthSelection()); }
+
+void FrameBuffers::selectForDepthToRgb(unsigned rgbStreamWidth) { select(depthToRgbSelection(rgbStreamWidth)); }
 
 int FrameBuffers::copyPointsToCloud() {
     const std::size_t available = std::size_t(points.rows()) * points.cols();

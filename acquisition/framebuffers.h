@@ -54,6 +54,21 @@ public:
     ValueMatrix<QRgb>& currentRgbValues() { return rgbValues[rgbIndex_]; }
     ValueMatrix<double>& currentDepthValues() { return depthValues[depthIndex_]; }
 
+    // Which RGB and depth image (and matrix) are current, by index.
+    struct Selection {
+        int rgb;
+        int depth;
+        bool operator==(const Selection& o) const { return rgb == o.rgb && depth == o.depth; }
+        bool operator!=(const Selection& o) const { return !(*this == o); }
+    };
+    Selection selection() const { return {rgbIndex_, depthIndex_}; }
+    void select(Selection s);
+    // The choice each read kind needs, so a caller can compare before it
+    // switches (the paint side must not see a half-made switch).
+    static Selection tofSelection(unsigned rgbStreamWidth);
+    static Selection rgbToDepthSelection();
+    static Selection depthToRgbSelection(unsigned rgbStreamWidth);
+
     // Current-buffer choice after a successful read, per read kind.
     void selectForTof(unsigned rgbStreamWidth);
     void selectForRgbToDepth();

@@ -28,3 +28,10 @@ struct PalletArea {
     int32_t right = 0;
     int32_t bottom = 0;
 };
+
+// A detected tray: four measurements shown beside it and its rectangle on
+// the IR image.
+struct TrayArea {
+    float measurements[4] = {0, 0, 0, 0};
+    PalletArea area;
+};

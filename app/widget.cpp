@@ -199,6 +199,7 @@ void Widget::initSSlots() {
         ui->widgetCp->SetCamera(CAMERA_LEFT_VIEW);
     });
     connectViewSwitching();
+    connectFrameDisplay();
     connectParameterHandlers();
     connectCaptureModes();
     connect(ui->pushButton_save_config, &QPushButton::clicked, this, &Widget::filteringDefaultConfiguration);

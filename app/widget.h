@@ -18,6 +18,7 @@
 
 #include "cameraapi.h"
 #include "framebuffers.h"
+#include "frameconvert.h"
 #include "frameratelimits.h"
 #include "metatypes.h"
 
@@ -49,6 +50,13 @@ public:
     debug* debugWindow() const { return debugWindow_; }
     // Index 1..4 of the pane shown alone, 0 when none is maximised.
     int maximizedPane() const { return maximizedPane_; }
+
+    // --- Frame counters (widget_acquisition.cpp, widget_paint.cpp): what the
+    // workers read and what the panes painted, for diagnostics and tests.
+    enum FrameRead { TofRead, RgbTofRead, RgbToDepthRead, DepthToRgbRead, FrameReadKinds };
+    unsigned frameReads(FrameRead kind) const { return frameReads_[kind].load(); }
+    // Pane 1 depth, 2 IR, 3 point cloud hand-offs, 4 RGB (the pane numbering of setShow).
+    unsigned paintedFrames(int pane) const { return paintedFrames_[pane & 3].load(); }
 
 signals:
     void paintIR();
@@ -109,6 +117,20 @@ public slots:
     void timedService();
 
     // --- Frame display (widget_paint.cpp)
+    void paintDepSlots();
+    void paintIRSlots();
+    void paintRgbSlots();
+    // Queues a tray rectangle with its id for the IR image's next paint.
+    void drawRect(int id, PalletArea rect);
+    // Trays to outline on the IR image and list in the table, from the next
+    // IR paint on; empty by default.
+    void setTrayAreas(const std::vector<TrayArea>& areas);
+
+    // --- Registration switching (widget_acquisition.cpp). Connected by name;
+    // clicked only, so the program's own check-state changes do not re-run them.
+    void on_checkBox_dep2rgb_clicked(bool checked);
+    void on_checkBox_rgb2dep_clicked(bool checked);
+    void on_checkBox_rgb2pointcloud_clicked(bool checked);
 
     // --- Parameter handlers (widget_params.cpp, widget_capture.cpp)
     // Lowers the exposures to what fps allows and narrows their editors
@@ -143,6 +165,26 @@ private:
     void reconnectLoop();
     // Sleeps up to ms; returns false when the threads are being stopped.
     bool idleFor(int ms);
+    // One read-convert-hand-off cycle of each worker, frameMutex held.
+    void tofFrame();
+    void registrationFrame();
+    // Conversions into the current images, each under its image mutex; each
+    // hands the pane a paint unless one is still queued.
+    void getDepDat();
+    void getIrDat();
+    void getRgbDat();
+    void getCpDat();
+    void getCpDat(RgbPointcloudData& rgbcDat);
+    // Switches the current images; the paint slots never see half a switch.
+    void selectBuffers(FrameBuffers::Selection selection);
+    // Registration check boxes: shared tail of the two handlers.
+    void applyRegistration(QCheckBox* other, std::atomic<bool>& ownFlag, std::atomic<bool>& otherFlag,
+                           bool checked);
+    void resizeImageViewsForMode();
+
+    // --- Frame display helpers (widget_paint.cpp)
+    void connectFrameDisplay();
+    void syncColorMapping();
 
     // --- Layout helpers (widget_layout.cpp)
     QWidget* paneAt(int x) const;
@@ -215,6 +257,28 @@ private:
     QString startButtonTextFromWorker();
 
     // --- Acquisition and display state (widget_acquisition.cpp, widget_paint.cpp)
+    // Registration: convertMode is set while either direction is selected.
+    std::atomic<bool> convertMode{false};
+    std::atomic<bool> rgbToDepthOn{false};
+    std::atomic<bool> depthToRgbOn{false};
+    // Width of the colour stream, taken from the frames themselves.
+    std::atomic<uint32_t> rgbStreamWidth{1920};
+    // Controls the workers depend on, mirrored by the GUI thread (workers
+    // never read widgets).
+    std::atomic<bool> cloudWanted_{false};
+    std::atomic<int> minColorMapping_{100};
+    std::atomic<int> maxColorMapping_{5000};
+    // A paint or 3D hand-off queued and not yet run: the worker skips the next
+    // one, so a slow GUI sees the newest frame instead of a backlog, and the
+    // worker never rewrites a point buffer the 3D view is reading.
+    std::array<std::atomic<bool>, 4> paintPending_{};
+    std::atomic<bool> cloudPending_{false};
+    std::array<std::atomic<unsigned>, FrameReadKinds> frameReads_{};
+    std::array<std::atomic<unsigned>, 4> paintedFrames_{};
+    DepthColorTable depthColors_;  // acquisition side only
+    struct PaneDisplay;
+    // GUI side only; shared_ptr because the type is private to widget_paint.cpp.
+    std::shared_ptr<PaneDisplay> paneDisplay_;
 
     // --- Control-panel state (widget_params.cpp, widget_capture.cpp, widget_readback.cpp)
     void connectParameterHandlers();

@@ -1,0 +1,59 @@
+#include "frameitem.h"
+
+#include <QPainter>
+#include <algorithm>
+#include <cstring>
+
+namespace {
+// Room for the read-out text next to a marker at the right or bottom edge.
+constexpr qreal kTextMargin = 160.0;
+}  // namespace
+
+FrameItem::FrameItem(QGraphicsItem* parent) : QGraphicsObject(parent) { rects_.reserve(16); }
+
+void FrameItem::setFrame(const QImage& frame) {
+    if (frame_.size() != frame.size() || frame_.format() != frame.format()) {
+        prepareGeometryChange();
+        frame_ = QImage(frame.size(), frame.format());
+    }
+    // Row by row: the two images may differ in padding. bits() does not
+    // detach here because nothing else shares frame_.
+    const int bytes = std::min(frame.bytesPerLine(), frame_.bytesPerLine());
+    for (int y = 0; y < frame.height(); ++y) std::memcpy(frame_.scanLine(y), frame.constScanLine(y), size_t(bytes));
+    update();
+}
+
+void FrameItem::setMarker(QPointF pos, const QColor& colour, const QString& text) {
+    marker_ = pos;
+    markerColour_ = colour;
+    if (markerText_ != text) markerText_ = text;
+}
+
+void FrameItem::clearRects() { rects_.clear(); }
+
+void FrameItem::addRect(int id, const PalletArea& rect) { rects_.push_back({id, rect}); }
+
+QRectF FrameItem::boundingRect() const {
+    return QRectF(QPointF(0, 0), QSizeF(frame_.size())).adjusted(-8, -8, kTextMargin, kTextMargin);
+}
+
+void FrameItem::paint(QPainter* painter, const QStyleOptionGraphicsItem*, QWidget*) {
+    if (!frame_.isNull()) painter->drawImage(QPointF(0, 0), frame_);
+    const QPointF& m = marker_;
+    painter->setPen(QPen(markerColour_));
+    painter->drawLine(QPointF(m.x() - 7, m.y()), QPointF(m.x() + 7, m.y()));
+    painter->drawLine(QPointF(m.x(), m.y() - 7), QPointF(m.x(), m.y() + 7));
+    const QFontMetricsF metrics(painter->font());
+    // Text items are placed by their top-left corner.
+    painter->drawText(QPointF(m.x(), m.y() + metrics.ascent()), markerText_);
+    if (rects_.empty()) return;
+    painter->setPen(QPen(QColor(Qt::red)));
+    for (const Rect& r : rects_) {
+        const PalletArea& a = r.area;
+        painter->drawLine(a.left, a.top, a.right, a.top);
+        painter->drawLine(a.left, a.top, a.left, a.bottom);
+        painter->drawLine(a.left, a.bottom, a.right, a.bottom);
+        painter->drawLine(a.right, a.top, a.right, a.bottom);
+        painter->drawText(QPointF(a.left, a.top + metrics.ascent()), QStringLiteral("ID:") + QString::number(r.id));
+    }
+}

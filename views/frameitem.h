@@ -1,0 +1,48 @@
+// What an image pane shows: a copy of the last frame, the read-out cross with
+// its value, and tray rectangles. One item per scene, kept for the life of
+// the scene, so a frame costs a copy into a buffer sized once instead of new
+// pixmap, line and text items.
+#pragma once
+
+#include <QColor>
+#include <QGraphicsObject>
+#include <QImage>
+#include <QString>
+#include <vector>
+
+#include "framerecords.h"
+
+class FrameItem : public QGraphicsObject {
+    Q_OBJECT
+public:
+    explicit FrameItem(QGraphicsItem* parent = nullptr);
+
+    // Copies the frame's pixels; allocates only when the size changes.
+    void setFrame(const QImage& frame);
+    const QImage& frame() const { return frame_; }
+    bool hasFrame() const { return !frame_.isNull(); }
+
+    // Cross of +-7 px centred on `pos` (image pixels) and `text` drawn from it.
+    void setMarker(QPointF pos, const QColor& colour, const QString& text);
+    QPointF markerPosition() const { return marker_; }
+    QString markerText() const { return markerText_; }
+
+    // Tray rectangles drawn in red with "ID:<id>" at their top-left corner.
+    void clearRects();
+    void addRect(int id, const PalletArea& rect);
+    int rectCount() const { return int(rects_.size()); }
+
+    QRectF boundingRect() const override;
+    void paint(QPainter* painter, const QStyleOptionGraphicsItem* option, QWidget* widget) override;
+
+private:
+    struct Rect {
+        int id;
+        PalletArea area;
+    };
+    QImage frame_;
+    QPointF marker_;
+    QColor markerColour_ = Qt::red;
+    QString markerText_;
+    std::vector<Rect> rects_;
+};
