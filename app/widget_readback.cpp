@@ -4,6 +4,7 @@
 #include <QComboBox>
 #include <QRadioButton>
 #include <QSignalBlocker>
+#include <functional>
 
 #include "panellog.h"
 #include "panelrules.h"
@@ -52,9 +53,10 @@ bool Widget::readConfigurationFromDevice() {
     s.rgbContrast = ui->widget_contrast->value();
 
     // One read: success logs the value, failure logs its lines and stops.
-    auto read = [this](ReturnCode rc, const QString& ok, std::initializer_list<const char*> errors) {
+    // The text is built only after the call has filled the value.
+    auto read = [this](ReturnCode rc, const std::function<QString()>& ok, std::initializer_list<const char*> errors) {
         if (checkError(rc)) {
-            NAMED_LOG("readConfigurationFromDevice", ok);
+            NAMED_LOG("readConfigurationFromDevice", ok());
             return true;
         }
         for (const char* e : errors) NAMED_LOG("readConfigurationFromDevice", QString::fromLatin1(e));
@@ -62,42 +64,48 @@ bool Widget::readConfigurationFromDevice() {
     };
     auto n = [](int v) { return QString::number(v); };
 
-    if (!read(sdk().GetTriggerMode(s.trigger), "get trigger :" + n(s.trigger), {"get trigger err"})) return false;
-    if (!read(sdk().GetTofFrequencyMode(s.frequency), "get GetTofFrequencyMode :" + n(s.frequency),
+    if (!read(sdk().GetTriggerMode(s.trigger), [&] { return "get trigger :" + n(s.trigger); }, {"get trigger err"}))
+        return false;
+    if (!read(sdk().GetTofFrequencyMode(s.frequency), [&] { return "get GetTofFrequencyMode :" + n(s.frequency); },
               {"get frequencymode err", "get TofFrequencyMode err"}))
         return false;
     if (!read(sdk().GetDelayHardTriggerTime(s.delayFirst, s.delaySecond),
-              "get trigger time ms us:" + n(s.delayFirst) + ' ' + n(s.delaySecond), {"get trigger time err"}))
+              [&] { return "get trigger time ms us:" + n(s.delayFirst) + ' ' + n(s.delaySecond); },
+              {"get trigger time err"}))
         return false;
-    if (!read(sdk().GetHDR(s.hdr), "get hdr :" + n(s.hdr), {"get hdr err"})) return false;
-    if (!read(sdk().GetTofCameraExposureTime(s.exposure), "get ExposureTime :" + n(s.exposure),
+    if (!read(sdk().GetHDR(s.hdr), [&] { return "get hdr :" + n(s.hdr); }, {"get hdr err"})) return false;
+    if (!read(sdk().GetTofCameraExposureTime(s.exposure), [&] { return "get ExposureTime :" + n(s.exposure); },
               {"get ExposureTime err"}))
         return false;
-    if (!read(sdk().GetTofCameraExposureMode(s.exposureMode), "get Exposure mode :" + n(s.exposureMode),
+    if (!read(sdk().GetTofCameraExposureMode(s.exposureMode), [&] { return "get Exposure mode :" + n(s.exposureMode); },
               {"get Exposure mode err"}))
         return false;
-    if (!read(sdk().GetFrameRate(s.fps), "get fps :" + n(s.fps), {"get fps err"})) return false;
+    if (!read(sdk().GetFrameRate(s.fps), [&] { return "get fps :" + n(s.fps); }, {"get fps err"})) return false;
     s.fps = PanelRules::frameRateForEditor(s.fps);
-    if (!read(sdk().GetIRGMMGain(s.gamma), "get gamma :" + n(s.gamma), {"get gamma err"})) return false;
+    if (!read(sdk().GetIRGMMGain(s.gamma), [&] { return "get gamma :" + n(s.gamma); }, {"get gamma err"})) return false;
     if (rgb) {
-        if (!read(sdk().GetRgbCameraExposureMode(s.rgbExposureMode), "get rgb Exposure mode :" + n(s.rgbExposureMode),
-                  {"get rgb Exposure mode err"}))
+        if (!read(sdk().GetRgbCameraExposureMode(s.rgbExposureMode),
+                  [&] { return "get rgb Exposure mode :" + n(s.rgbExposureMode); }, {"get rgb Exposure mode err"}))
             return false;
-        if (!read(sdk().GetRgbCameraExposureTime(s.rgbExposure), "get rgb ExposureTime :" + n(s.rgbExposure),
-                  {"get rgb ExposureTime err"}))
+        if (!read(sdk().GetRgbCameraExposureTime(s.rgbExposure),
+                  [&] { return "get rgb ExposureTime :" + n(s.rgbExposure); }, {"get rgb ExposureTime err"}))
             return false;
-        if (!read(sdk().GetRgbCameraGain(s.rgbGain), "get RgbCameraGain :" + n(s.rgbGain), {"get RgbCameraGain err"}))
+        if (!read(sdk().GetRgbCameraGain(s.rgbGain), [&] { return "get RgbCameraGain :" + n(s.rgbGain); },
+                  {"get RgbCameraGain err"}))
             return false;
-        if (!read(sdk().GetRgbCameraContrastRatio(s.rgbContrast), "get contrast :" + n(s.rgbContrast),
+        if (!read(sdk().GetRgbCameraContrastRatio(s.rgbContrast), [&] { return "get contrast :" + n(s.rgbContrast); },
                   {"get contrast err"}))
             return false;
     }
-    if (!read(sdk().GetSpatialFilter(s.spatial), "get spatialval :" + filterText(s.spatial), {"get spatialval err"}))
+    if (!read(sdk().GetSpatialFilter(s.spatial), [&] { return "get spatialval :" + filterText(s.spatial); },
+              {"get spatialval err"}))
         return false;
-    if (!read(sdk().GetTimeMedianFilter(s.time), "get timeval :" + filterText(s.time), {"get timeval err"}))
+    if (!read(sdk().GetTimeMedianFilter(s.time), [&] { return "get timeval :" + filterText(s.time); },
+              {"get timeval err"}))
         return false;
-    if (!read(sdk().GetFlyPixeFilter(s.fly), "get flyval :" + filterText(s.fly), {"get flyval err"})) return false;
-    if (!read(sdk().GetConfidenceFilter(s.confidence), "get confidenceval :" + filterText(s.confidence),
+    if (!read(sdk().GetFlyPixeFilter(s.fly), [&] { return "get flyval :" + filterText(s.fly); }, {"get flyval err"}))
+        return false;
+    if (!read(sdk().GetConfidenceFilter(s.confidence), [&] { return "get confidenceval :" + filterText(s.confidence); },
               {"get confidenceval err"}))
         return false;
 
