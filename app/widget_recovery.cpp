@@ -74,6 +74,13 @@ void Widget::reconnectLoop() {
                 const ReturnCode ret = sdk().ReconnectDevice(1000);
                 WIDGET_DEBUG(QString::number(QDateTime::currentMSecsSinceEpoch()));
                 if (ret == SUCCESS) {
+                    // Stop may have been pressed while this attempt ran: the
+                    // session is back, but the user no longer wants frames.
+                    const QString now = startButtonTextFromWorker();
+                    if (now != QStringLiteral("停止") && now != QStringLiteral("Stop")) {
+                        reconnectRequested.exchange(false);
+                        break;
+                    }
                     sdk().StartStream();
                     WIDGET_LOG("reconnect succeed");
                     reconnectRequested.exchange(false);

@@ -83,8 +83,10 @@ void Widget::on_pushButton_2_clicked() {
         WIDGET_DEBUG("guanbi");
         for (QLabel* label : {ui->label_ir_fps, ui->label_dep_fps, ui->label_rgb_fps}) label->setText("0fps");
         const ReturnCode ret = camera_.StopStream();
-        if (ret == SUCCESS || ret == NOT_STREAMING) {
+        if (ret == SUCCESS || ret == NOT_STREAMING || ret == NOT_CONNECTED) {
             // Not streaming any more is what stop wanted, whoever stopped it.
+            // While a lost link is being recovered the SDK holds no session
+            // at all; stop must still win over the recovery attempts.
             streaming.exchange(false);
             ui->pushButton_2->setText(tr("开始"));
             setControlIsEnable(false);
@@ -104,7 +106,13 @@ void Widget::on_pushButton_2_clicked() {
         return;
     }
     const std::string& device = deviceList[size_t(row)];
-    const ReturnCode initResult = sdk().InitDevice(device, transportIsTcp.load());
+    ReturnCode initResult = sdk().InitDevice(device, transportIsTcp.load());
+    if (initResult == ALREADY_CONNECTED) {
+        // A stop or a search leaves the previous session open in the SDK.
+        // Start always opens the chosen device with the chosen transport.
+        camera_.DisconnectFromDevice();
+        initResult = sdk().InitDevice(device, transportIsTcp.load());
+    }
     WIDGET_DEBUG(fromLocal(device) + " " + QString::number(int(initResult)));
     if (initResult != SUCCESS) {
         const QString message = tr("错误信息：%1").arg(fromLocal(camera_.GetReturnCodeDescriptor(initResult)));
@@ -264,6 +272,7 @@ void Widget::onDeviceChanged() {
             filter->setChecked(false);
     }
     camera_.DisconnectFromDevice();
+    connected.exchange(false);
     WIDGET_DEBUG("change2");
     resetView();
     ui->label_statusBar->setText(tr("已搜索到设备"));

@@ -111,9 +111,12 @@ public:
     void clearCommandLogs() {
         for (int i = 0; i < cameraCount(); ++i) camera(i).camera().clearCommandLog();
     }
-    // Restarts camera i if a test stopped it, and waits until it answers.
+    // Camera i vanishes from the network (kill), and comes back as after a
+    // power cycle (ensureUp waits until it answers). Use these rather than
+    // the server's stop()/start(): a stopped server does not start again.
+    void kill(int i) { camera(i).kill(); }
     bool ensureUp(int i) {
-        if (!camera(i).running() && !camera(i).start()) return false;
+        if (camera(i).killed() && !camera(i).restart()) return false;
         return camera(i).waitUntilUp(kWaitMs);
     }
 
@@ -190,7 +193,10 @@ public:
     // Presses search and waits until the list holds `expected` devices.
     bool search(int expected) {
         if (!click("pushButton")) return false;
-        return waitFor([&] { return combo()->count() == expected; }, 2000) || combo()->count() == expected;
+        // The search is synchronous: the list is final when the click returns.
+        if (combo()->count() == expected) return true;
+        qWarning("e2e: search listed %d devices, expected %d", combo()->count(), expected);
+        return false;
     }
     // Row of the device string of camera i in the list, -1 if absent.
     int rowOf(int i) {
