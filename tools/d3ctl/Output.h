@@ -12,6 +12,7 @@ namespace d3ctl {
 struct Options {
     bool json = false;
     unsigned timeoutMs = 2000;
+    bool reconnect = false;  // stats: keep going across a lost camera
 };
 
 // Prints the SDK's text for `rc` (as JSON with --json) and returns the exit code.
@@ -28,5 +29,12 @@ int cmdGet(const Options& o, const std::string& device, const std::string& name)
 int cmdSet(const Options& o, const std::string& device, const std::string& name, const std::string& value);
 int cmdGrab(const Options& o, const std::string& device, int frames, const std::string& dir);
 int cmdStats(const Options& o, const std::string& device, double seconds, bool udp);
+// Administration; with `wait` they follow the rebooting camera until it answers again.
+int cmdStore(const Options& o, const std::string& device);
+int cmdResetConfig(const Options& o, const std::string& device, bool wait);
+int cmdFactoryReset(const Options& o, const std::string& device, bool wait);
+// ADDRESS is a dotted IPv4 address or "dhcp"; an empty netmask keeps the camera's.
+int cmdIp(const Options& o, const std::string& device, const std::string& address, const std::string& netmask,
+          const std::string& gateway, bool wait);
 
 }  // namespace d3ctl

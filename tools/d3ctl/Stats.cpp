@@ -2,8 +2,10 @@
 #include <chrono>
 #include <ctime>
 #include <iostream>
+#include <optional>
 
 #include "Output.h"
+#include "Recovery.h"
 #include "d3_sdk/Extensions.h"
 
 using nlohmann::json;
@@ -23,6 +25,8 @@ double cpuSeconds() {
 int cmdStats(const Options& o, const std::string& device, double seconds, bool udp) {
     ReturnCode rc = openDevice(o, device, !udp);
     if (rc != SUCCESS) return fail(o, "open " + device, rc);
+    std::optional<StreamRecovery> recovery;
+    if (o.reconnect) recovery.emplace();
     DeviceManager& dm = DeviceManager::GetInstance();
     bool rgb = false;
     int fps = 0;
@@ -40,11 +44,17 @@ int cmdStats(const Options& o, const std::string& device, double seconds, bool u
     const double cpu0 = cpuSeconds();
     const auto end = std::chrono::steady_clock::now() + std::chrono::duration<double>(seconds);
     uint64_t timeouts = 0;
+    auto readFrame = [&] {
+        return rgb ? dm.GetRgbTofData(&colour, &depth, &points, &ir, nullptr)
+                   : dm.GetTofData(&depth, &points, &ir, nullptr);
+    };
     while (std::chrono::steady_clock::now() < end) {
-        rc = rgb ? dm.GetRgbTofData(&colour, &depth, &points, &ir, nullptr)
-                 : dm.GetTofData(&depth, &points, &ir, nullptr);
+        rc = readFrame();
         if (rc == TIMEOUT) {
             ++timeouts;
+        } else if (recovery && recovery->recover(rc, std::chrono::time_point_cast<StreamRecovery::Clock::duration>(end),
+                                                 readFrame)) {
+            // The counters below now cover the stream since the last recovery.
         } else if (rc != SUCCESS) {
             dm.DisconnectFromDevice();
             return fail(o, "read frames", rc);
@@ -57,20 +67,21 @@ int cmdStats(const Options& o, const std::string& device, double seconds, bool u
     dm.DisconnectFromDevice();
     if (rc != SUCCESS) return fail(o, "read statistics", rc);
     const double secs = s.seconds > 0 ? s.seconds : seconds;
-    const json out = {{"transport", udp ? "udp" : "tcp"},
-                      {"configuredFps", fps},
-                      // Frames that arrived whole in the window; a frame that
-                      // arrived just before it may still be delivered in it.
-                      {"fps", double(s.framesComplete) / secs},
-                      {"MBps", double(s.bytesReceived) / secs / 1e6},
-                      {"complete", s.framesComplete},
-                      {"dropped", s.framesDropped},
-                      {"delivered", s.framesDelivered},
-                      {"timeouts", timeouts},
-                      {"latencyMeanMs", s.meanUnpackMs},
-                      {"latencyMaxMs", s.maxUnpackMs},
-                      {"cpuMsPerFrame", s.framesDelivered ? cpu * 1000.0 / double(s.framesDelivered) : 0.0},
-                      {"seconds", secs}};
+    json out = {{"transport", udp ? "udp" : "tcp"},
+                {"configuredFps", fps},
+                // Frames that arrived whole in the window; a frame that
+                // arrived just before it may still be delivered in it.
+                {"fps", double(s.framesComplete) / secs},
+                {"MBps", double(s.bytesReceived) / secs / 1e6},
+                {"complete", s.framesComplete},
+                {"dropped", s.framesDropped},
+                {"delivered", s.framesDelivered},
+                {"timeouts", timeouts},
+                {"latencyMeanMs", s.meanUnpackMs},
+                {"latencyMaxMs", s.maxUnpackMs},
+                {"cpuMsPerFrame", s.framesDelivered ? cpu * 1000.0 / double(s.framesDelivered) : 0.0},
+                {"seconds", secs}};
+    if (recovery) out["recoveries"] = recovery->report();
     print(o, out);
     return 0;
 }

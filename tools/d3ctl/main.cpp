@@ -39,6 +39,28 @@ int main(int argc, char** argv) {
     stats->add_option("DEVICE", device)->required();
     stats->add_option("--seconds,-s", seconds, "how long to stream")->capture_default_str()->check(CLI::PositiveNumber);
     stats->add_flag("--udp", udp, "use the UDP stream transport");
+    stats->add_flag("--reconnect", opt.reconnect,
+                    "when the camera is lost, reconnect and restart the stream until it is back, and report how "
+                    "long that took");
+
+    std::string address, netmask, gateway;
+    bool wait = false;
+    auto* store = app.add_subcommand("store", "store the camera's current settings in the camera");
+    store->add_option("DEVICE", device)->required();
+    auto* resetConfig =
+        app.add_subcommand("reset-config", "delete the settings stored in the camera; the camera reboots");
+    resetConfig->add_option("DEVICE", device)->required();
+    resetConfig->add_flag("--wait", wait, "wait until the camera answers again");
+    auto* factoryReset =
+        app.add_subcommand("factory-reset", "restore factory settings (the address is kept); the camera reboots");
+    factoryReset->add_option("DEVICE", device)->required();
+    factoryReset->add_flag("--wait", wait, "wait until the camera answers again");
+    auto* ip = app.add_subcommand("ip", "give the camera a new address, or DHCP; it reboots onto it");
+    ip->add_option("DEVICE", device)->required();
+    ip->add_option("ADDRESS", address, "dotted IPv4 address, or dhcp")->required();
+    ip->add_option("--netmask", netmask, "network mask (default: the camera's current one)");
+    ip->add_option("--gateway", gateway, "gateway (default: keep the camera's)");
+    ip->add_flag("--wait", wait, "wait until the camera answers at its new address");
 
     CLI11_PARSE(app, argc, argv);
     if (list->parsed()) return d3ctl::cmdList(opt);
@@ -47,5 +69,9 @@ int main(int argc, char** argv) {
     if (set->parsed()) return d3ctl::cmdSet(opt, device, name, value);
     if (grab->parsed()) return d3ctl::cmdGrab(opt, device, frames, dir);
     if (stats->parsed()) return d3ctl::cmdStats(opt, device, seconds, udp);
+    if (store->parsed()) return d3ctl::cmdStore(opt, device);
+    if (resetConfig->parsed()) return d3ctl::cmdResetConfig(opt, device, wait);
+    if (factoryReset->parsed()) return d3ctl::cmdFactoryReset(opt, device, wait);
+    if (ip->parsed()) return d3ctl::cmdIp(opt, device, address, netmask, gateway, wait);
     return 2;
 }
