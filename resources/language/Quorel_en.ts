@@ -350,6 +350,30 @@
         <translation>Please stop the device data output first!</translation>
     </message>
     <message>
+        <source>提示</source>
+        <translation>Prompt</translation>
+    </message>
+    <message>
+        <source>未找到设备</source>
+        <translation>Device not found</translation>
+    </message>
+    <message>
+        <source>请选中设备后再开始！</source>
+        <translation>Please select the device before starting!</translation>
+    </message>
+    <message>
+        <source>错误</source>
+        <translation>Error</translation>
+    </message>
+    <message>
+        <source>设备断开</source>
+        <translation>Device disconnect</translation>
+    </message>
+    <message>
+        <source>设备已断开链接！</source>
+        <translation>Device disconnected!</translation>
+    </message>
+    <message>
         <source>net</source>
         <translation>net</translation>
     </message>
