@@ -6,6 +6,7 @@
 #include <QCheckBox>
 #include <QGraphicsScene>
 #include <QLabel>
+#include <QScreen>
 #include <QtTest>
 
 #include "cloudpoint.h"
@@ -56,6 +57,19 @@ class FramesE2eTest : public QObject {
         return !s.child<QWidget>("widget_DEP")->isHidden() && !s.child<QWidget>("widget_CP")->isHidden();
     }
 
+    // DEXALON_STREAMING_SCREENSHOT=<file.png>: the streaming window as the X
+    // server shows it (a widget grab would miss the GL pane).
+    void saveScreenshot() {
+        const QString out = qEnvironmentVariable("DEXALON_STREAMING_SCREENSHOT");
+        if (out.isEmpty()) return;
+        // Read-out at the middle of every pane.
+        auto* dep = s.child<GraphicsView>("graphicsViewDep");
+        QTest::mouseClick(dep->viewport(), Qt::LeftButton, {}, dep->mapFromScene(QPointF(320, 240)));
+        QTest::qWait(1500);
+        const QPixmap shot = QGuiApplication::primaryScreen()->grabWindow(w().winId());
+        QVERIFY2(shot.save(out, "PNG"), qPrintable(out));
+    }
+
 private slots:
     void initTestCase() { QVERIFY2(s.ok(), qPrintable(s.error())); }
     void init() {
@@ -63,7 +77,7 @@ private slots:
         QVERIFY(s.ensureUp(kPlainCam));
         s.openWindow();
         // The 3D view draws only while it is on screen.
-        w().resize(1280, 800);
+        w().resize(1600, 960);
         w().show();
         QVERIFY(QTest::qWaitForWindowExposed(&w()));
     }
@@ -102,6 +116,7 @@ private slots:
             30000));
         QVERIFY(s.labelText("label_dep").endsWith("mm"));
         QVERIFY(s.labelText("label_rgb").startsWith("rgb("));
+        saveScreenshot();
 
         // Stop: the workers idle and the panes keep the last frame.
         QVERIFY(s.stop());
