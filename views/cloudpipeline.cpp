@@ -82,11 +82,15 @@ float* CloudPipeline::depth() { return depth_->WritePointer(0, count_); }
 uint8_t* CloudPipeline::colours() { return colours_->WritePointer(0, vtkIdType(count_) * 3); }
 
 void CloudPipeline::markModified() {
+    // Only what a frame wrote: the poly data's time already includes its
+    // points and point data, and an unused colour array need not reach the GPU.
     points_->GetData()->Modified();
     points_->Modified();
-    depth_->Modified();
-    colours_->Modified();
-    poly_->Modified();
+    if (coloured_) {
+        colours_->Modified();
+    } else {
+        depth_->Modified();
+    }
 }
 
 void CloudPipeline::useColours(bool on) {
