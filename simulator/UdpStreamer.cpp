@@ -20,6 +20,7 @@ namespace {
 // Datagrams sent back to back before the sender pauses: small enough that a
 // client with the default 208 kB socket buffer keeps up between pauses.
 constexpr uint32_t kBurst = 32;
+static_assert(kBurst <= UdpStreamer::kMaxBurst, "a burst is gathered in one go");
 // A frame's datagrams are spread over this share of the frame period, so
 // resends of one frame fit before the next frame starts.
 constexpr int kPacingShareOfPeriod = 2;  // one half
@@ -205,19 +206,24 @@ void UdpStreamer::sendJob(const Job& job) {
             if (faults_.dropPacket()) {
                 ++lost;
             } else {
-                sendPacket(*slot, uint16_t(p), count, to);
+                gather(*slot, uint16_t(p), count, to);
                 ++sent;
             }
             if (++inBurst < kBurst) continue;
             inBurst = 0;
+            flush();
             // Pause between bursts, still answering hellos and resend requests.
             const auto until = Clock::now() + slot->pacing;
             for (auto now = Clock::now(); now < until; now = Clock::now())
                 receive(std::chrono::duration_cast<microseconds>(until - now));
+            // Resends go out between a frame's bursts: the client should not
+            // wait a whole frame for them.
+            if (job.ranges.empty()) sendQueuedResends();
             std::lock_guard<std::mutex> lock(mutex_);
             stillClient = haveClient_;
         }
     }
+    flush();
     std::lock_guard<std::mutex> lock(mutex_);
     --slot->busy;
     stats_.datagramsSent += sent;
@@ -228,19 +234,45 @@ void UdpStreamer::sendJob(const Job& job) {
         stats_.datagramsResent += sent + lost;
 }
 
-void UdpStreamer::sendPacket(const Slot& slot, uint16_t packetId, uint16_t count, const sockaddr_in& to) {
-    uint8_t header[d3proto::kUdpHeaderSize];
+void UdpStreamer::sendQueuedResends() {
+    for (;;) {
+        Job resend;
+        {
+            std::lock_guard<std::mutex> lock(mutex_);
+            auto it = std::find_if(jobs_.begin(), jobs_.end(), [](const Job& j) { return !j.ranges.empty(); });
+            if (it == jobs_.end()) return;
+            resend = std::move(*it);
+            jobs_.erase(it);
+        }
+        sendJob(resend);
+    }
+}
+
+void UdpStreamer::gather(const Slot& slot, uint16_t packetId, uint16_t count, const sockaddr_in& to) {
     const size_t offset = size_t(packetId) * d3proto::kUdpChunk;
     const size_t length = std::min(d3proto::kUdpChunk, slot.payload.size() - offset);
-    d3proto::writeUdpDataHeader({slot.frameId, packetId, count, uint32_t(slot.payload.size())}, header);
-    iovec parts[2] = {{header, sizeof header}, {const_cast<uint8_t*>(slot.payload.data() + offset), length}};
-    msghdr msg{};
-    msg.msg_name = const_cast<sockaddr_in*>(&to);
-    msg.msg_namelen = sizeof to;
-    msg.msg_iov = parts;
-    msg.msg_iovlen = 2;
-    // A full send queue or an unreachable client loses the datagram, as on a wire.
-    ::sendmsg(fd_, &msg, 0);
+    const size_t i = gathered_++;
+    d3proto::writeUdpDataHeader({slot.frameId, packetId, count, uint32_t(slot.payload.size())}, headers_[i]);
+    parts_[i][0] = {headers_[i], d3proto::kUdpHeaderSize};
+    parts_[i][1] = {const_cast<uint8_t*>(slot.payload.data() + offset), length};
+    burstTo_ = to;
+    msghdr& m = burst_[i].msg_hdr;
+    m = msghdr{};
+    m.msg_name = &burstTo_;
+    m.msg_namelen = sizeof burstTo_;
+    m.msg_iov = parts_[i];
+    m.msg_iovlen = 2;
+    if (gathered_ == kMaxBurst) flush();
+}
+
+void UdpStreamer::flush() {
+    // A full send queue or an unreachable client loses datagrams, as on a wire.
+    for (size_t done = 0; done < gathered_;) {
+        const int n = ::sendmmsg(fd_, burst_ + done, unsigned(gathered_ - done), 0);
+        if (n <= 0) break;
+        done += size_t(n);
+    }
+    gathered_ = 0;
 }
 
 void UdpStreamer::receive(microseconds timeout) {

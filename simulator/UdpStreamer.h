@@ -5,6 +5,7 @@
 #pragma once
 
 #include <netinet/in.h>
+#include <sys/socket.h>
 
 #include <atomic>
 #include <chrono>
@@ -59,8 +60,10 @@ public:
 
     Stats stats() const;
 
-    // Frames kept for resend requests (about a third of a second at 25 fps).
-    static constexpr size_t kHistory = 8;
+    // Frames kept for resend requests (over half a second at 25 fps).
+    static constexpr size_t kHistory = 16;
+    // Datagrams handed to the system in one call.
+    static constexpr size_t kMaxBurst = 32;
 
 private:
     struct Slot {
@@ -82,7 +85,11 @@ private:
     void handle(const uint8_t* data, size_t size, const sockaddr_in& from);
     bool takeJob(Job& job, std::chrono::microseconds& wait);
     void sendJob(const Job& job);
-    void sendPacket(const Slot& slot, uint16_t packetId, uint16_t count, const sockaddr_in& to);
+    void sendQueuedResends();
+    // Adds one datagram to the burst being gathered; flush() sends the burst
+    // with one system call.
+    void gather(const Slot& slot, uint16_t packetId, uint16_t count, const sockaddr_in& to);
+    void flush();
     void wake();
 
     LinkFaults& faults_;
@@ -92,6 +99,12 @@ private:
     std::thread thread_;
     std::atomic<bool> quit_{false};
     std::vector<uint8_t> rx_;  // thread only
+    // The burst being gathered (thread only): headers, and two parts per datagram.
+    uint8_t headers_[kMaxBurst][d3proto::kUdpHeaderSize]{};
+    iovec parts_[kMaxBurst][2]{};
+    mmsghdr burst_[kMaxBurst]{};
+    sockaddr_in burstTo_{};
+    size_t gathered_ = 0;
 
     mutable std::mutex mutex_;
     uint32_t token_ = 0;  // 0: no datagram session

@@ -2,6 +2,8 @@
 
 #include <future>
 
+#include "IoThread.h"
+
 namespace d3sdk {
 
 using asio::ip::tcp;
@@ -34,11 +36,7 @@ bool ControlChannel::connect(const std::string& ip, uint16_t port, std::chrono::
         result = e;
     });
     io_.run_for(timeout);
-    if (!done) {
-        socket_.close(ec);
-        io_.run();  // completes the aborted handler before our locals go away
-    }
-    io_.restart();
+    settleExchange(io_, socket_, done);
     if (result) {
         broken_ = true;
         return false;
@@ -55,15 +53,7 @@ bool ControlChannel::connect(const std::string& ip, uint16_t port, std::chrono::
 }
 
 void ControlChannel::close() {
-    if (thread_.joinable()) {
-        asio::post(io_, [this] {
-            asio::error_code ec;
-            socket_.shutdown(tcp::socket::shutdown_both, ec);
-            socket_.close(ec);
-        });
-        thread_.join();
-    }
-    io_.restart();
+    stopIoThread(io_, thread_, socket_);
     fail();
 }
 

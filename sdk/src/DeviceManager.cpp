@@ -122,7 +122,7 @@ ReturnCode openDevice(DeviceManager::Impl& owner, const std::string& device, boo
             return leftUntil(Clock::time_point(Clock::duration(until)), impl->timeout());
         },
         [impl](const std::string& sn, const std::string& msg) { impl->notifyLost(sn, msg); });
-    const ReturnCode rc = session->open(info, owner.clientId);
+    const ReturnCode rc = session->open(info, owner.clientId, tcp);
     if (rc != SUCCESS) {
         session->close();
         return rc;
@@ -176,8 +176,6 @@ ReturnCode DeviceManager::InitDevice(const std::string& device, bool tcp) {
     }
     // A session whose link died is replaced without ceremony.
     DisconnectFromDevice();
-    // The UDP stream is not served by cameras of this protocol version.
-    if (!tcp) return NOT_SUPPORTED;
     return openDevice(*impl_, device, tcp, Clock::time_point());
 }
 

@@ -2,6 +2,9 @@
 
 #include <algorithm>
 
+#include "StreamReceiver.h"
+#include "UdpReceiver.h"
+
 namespace d3sdk {
 
 using Clock = std::chrono::steady_clock;
@@ -20,13 +23,13 @@ Session::Session(TimeoutFn timeout, LinkLost onLost) : timeout_(std::move(timeou
 
 Session::~Session() { close(); }
 
-ReturnCode Session::open(const d3proto::DeviceInfo& info, const std::string& clientId) {
+ReturnCode Session::open(const d3proto::DeviceInfo& info, const std::string& clientId, bool tcp) {
     info_ = info;
     if (!control_.connect(info.ip, info.controlPort, timeout_())) return INIT_NETWORK_FAILED;
 
     d3proto::SessionRequest req;
     req.client = clientId;
-    req.transport = "tcp";
+    req.transport = tcp ? "tcp" : "udp";
     Json reply;
     const ReturnCode opened = request(Command::OpenSession, d3proto::toJson(req), &reply);
     d3proto::SessionReply session;
@@ -60,7 +63,11 @@ ReturnCode Session::open(const d3proto::DeviceInfo& info, const std::string& cli
     }
 
     const uint16_t streamPort = session.streamPort ? session.streamPort : info_.streamPort;
-    if (stream_.open(info_.ip, streamPort, session.token, timeout_()) != SUCCESS) return INIT_FAILED;
+    if (tcp)
+        stream_ = std::make_unique<StreamReceiver>(exchange_);
+    else
+        stream_ = std::make_unique<UdpReceiver>(exchange_, cal_.image);
+    if (stream_->open(info_.ip, streamPort, session.token, timeout_()) != SUCCESS) return INIT_FAILED;
     monitor_ = std::thread([this] { monitor(); });
     return SUCCESS;
 }
@@ -85,7 +92,7 @@ void Session::close() {
         request(Command::CloseSession);
     }
     exchange_.close();
-    stream_.close();
+    if (stream_) stream_->close();
     control_.close();
 }
 
@@ -99,7 +106,7 @@ ReturnCode Session::startStream() {
     if (rc == SUCCESS && !streaming_) {
         // A frame left from an earlier stream must not pass for a new one.
         exchange_.reopen();
-        stream_.resetStats();
+        stream_->resetStats();
         streaming_ = true;
     }
     return rc;
@@ -122,7 +129,7 @@ ReturnCode Session::withNextFrame(const std::function<void(const Frame&)>& use) 
     const auto left = std::chrono::duration_cast<std::chrono::milliseconds>(deadline - Clock::now());
     const Frame* f = exchange_.acquire(std::max(left, std::chrono::milliseconds(0)));
     if (!f) return lost_ ? NETWORK_ERROR : TIMEOUT;
-    stream_.noteDelivered();
+    stream_->noteDelivered();
     use(*f);
     return SUCCESS;
 }
@@ -146,7 +153,7 @@ void Session::monitor() {
         std::string why;
         if (control_.broken())
             why = "connection closed";
-        else if (stream_.broken())
+        else if (stream_->broken())
             why = "stream connection closed";
         else if (silence > std::chrono::milliseconds(silenceMs_))
             why = "no answer for " + std::to_string(silenceMs_ / 1000.0).substr(0, 3) + " s";

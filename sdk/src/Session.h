@@ -16,7 +16,7 @@
 #include "FrameExchange.h"
 #include "PointProjector.h"
 #include "Registration.h"
-#include "StreamReceiver.h"
+#include "StreamSource.h"
 #include "TimedGate.h"
 #include "d3_protocol/Payloads.h"
 #include "d3_sdk/DeviceManager.h"
@@ -40,8 +40,9 @@ public:
     Session(const Session&) = delete;
     Session& operator=(const Session&) = delete;
 
-    // Opens control and stream to the camera described by `info`.
-    ReturnCode open(const d3proto::DeviceInfo& info, const std::string& clientId);
+    // Opens control and stream (over TCP, or datagrams when !tcp) to the
+    // camera described by `info`.
+    ReturnCode open(const d3proto::DeviceInfo& info, const std::string& clientId, bool tcp = true);
     // Ends the session politely (CloseSession) and stops every thread.
     void close();
 
@@ -56,7 +57,8 @@ public:
     ReturnCode startStream();
     ReturnCode stopStream();
 
-    StreamReceiver& stream() { return stream_; }
+    // Valid once open() succeeded.
+    StreamSource& stream() { return *stream_; }
 
     // Waits for the next frame not yet delivered and runs `use` on it while
     // no other reader can interfere. SUCCESS, TIMEOUT, NOT_STREAMING or 33.
@@ -81,7 +83,7 @@ private:
 
     ControlChannel control_;
     FrameExchange exchange_;
-    StreamReceiver stream_{exchange_};
+    std::unique_ptr<StreamSource> stream_;  // set by open(), by transport
     std::atomic<bool> streaming_{false};
     std::atomic<bool> lost_{false};
 

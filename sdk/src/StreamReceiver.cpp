@@ -1,5 +1,6 @@
 #include "StreamReceiver.h"
 
+#include "IoThread.h"
 #include "d3_protocol/Commands.h"
 #include "d3_protocol/Payloads.h"
 
@@ -57,11 +58,7 @@ int32_t StreamReceiver::open(const std::string& ip, uint16_t port, uint32_t toke
     });
     const auto deadline = Clock::now() + timeout;
     while (!finished && Clock::now() < deadline && !io_.stopped()) io_.run_one_until(deadline);
-    if (!finished) {
-        socket_.close(ec);
-        io_.run();  // let aborted handlers finish while their captures are alive
-    }
-    io_.restart();
+    settleExchange(io_, socket_, finished);
     if (!finished || status != d3proto::status::kSuccess) {
         socket_.close(ec);
         broken_ = true;
@@ -76,24 +73,11 @@ int32_t StreamReceiver::open(const std::string& ip, uint16_t port, uint32_t toke
 }
 
 void StreamReceiver::close() {
-    if (thread_.joinable()) {
-        asio::post(io_, [this] {
-            asio::error_code ec;
-            socket_.shutdown(tcp::socket::shutdown_both, ec);
-            socket_.close(ec);
-        });
-        thread_.join();
-    }
-    io_.restart();
+    stopIoThread(io_, thread_, socket_);
     broken_ = true;
 }
 
 void StreamReceiver::fail() { broken_ = true; }
-
-Clock::time_point StreamReceiver::lastReceived() const {
-    std::lock_guard<std::mutex> lock(statsMutex_);
-    return lastReceived_;
-}
 
 void StreamReceiver::readHeader() {
     asio::async_read(socket_, asio::buffer(header_), [this](const asio::error_code& ec, size_t) {
@@ -109,11 +93,7 @@ void StreamReceiver::readHeader() {
 void StreamReceiver::readPayload() {
     asio::async_read(socket_, asio::buffer(payload_), [this](const asio::error_code& ec, size_t) {
         if (ec) return fail();
-        {
-            std::lock_guard<std::mutex> lock(statsMutex_);
-            lastReceived_ = Clock::now();
-            stats_.bytesReceived += d3proto::kHeaderSize + payload_.size();
-        }
+        noteReceived(d3proto::kHeaderSize + payload_.size());
         if (current_.type == d3proto::MessageType::Event && current_.command == uint16_t(d3proto::Command::FrameEvent))
             onFrame();
         // Calibration events repeat what the control connection reported at
@@ -125,46 +105,15 @@ void StreamReceiver::readPayload() {
 void StreamReceiver::onFrame() {
     Frame& slot = exchange_.back();
     const bool ok = unpacker_.unpack(payload_.data(), payload_.size(), slot);
-    if (ok) slot.arrived = Clock::now();
-    const bool overwritten = ok && exchange_.publish();
-    std::lock_guard<std::mutex> lock(statsMutex_);
     if (!ok) {
+        std::lock_guard<std::mutex> lock(statsMutex_);
         ++stats_.framesDropped;
         return;
     }
+    slot.arrived = Clock::now();
+    const uint32_t frameId = slot.frameId;
     const double ms = std::chrono::duration<double, std::milli>(slot.arrived - firstByte_).count();
-    // Gaps in frame ids are frames the camera skipped because we were slow.
-    if (haveLastId_ && slot.frameId > stats_.lastFrameId + 1)
-        stats_.framesDropped += slot.frameId - stats_.lastFrameId - 1;
-    haveLastId_ = true;
-    stats_.lastFrameId = slot.frameId;
-    ++stats_.framesComplete;
-    if (overwritten) ++stats_.framesDropped;
-    unpackMsSum_ += ms;
-    if (ms > stats_.maxUnpackMs) stats_.maxUnpackMs = ms;
-}
-
-void StreamReceiver::noteDelivered() {
-    std::lock_guard<std::mutex> lock(statsMutex_);
-    ++stats_.framesDelivered;
-}
-
-StreamStats StreamReceiver::stats() const {
-    std::lock_guard<std::mutex> lock(statsMutex_);
-    StreamStats s = stats_;
-    s.meanUnpackMs = s.framesComplete ? unpackMsSum_ / double(s.framesComplete) : 0.0;
-    s.seconds = std::chrono::duration<double>(Clock::now() - statsStart_).count();
-    return s;
-}
-
-void StreamReceiver::resetStats() {
-    std::lock_guard<std::mutex> lock(statsMutex_);
-    const uint32_t last = stats_.lastFrameId;
-    stats_ = StreamStats{};
-    stats_.lastFrameId = last;
-    unpackMsSum_ = 0;
-    statsStart_ = Clock::now();
-    lastReceived_ = statsStart_;
+    countPublished(frameId, exchange_.publish(), ms);
 }
 
 }  // namespace d3sdk

@@ -13,30 +13,21 @@
 
 #include "FrameExchange.h"
 #include "FrameUnpacker.h"
+#include "StreamSource.h"
 #include "d3_protocol/Message.h"
-#include "d3_sdk/Extensions.h"
 
 namespace d3sdk {
 
-class StreamReceiver {
+class StreamReceiver : public StreamSource {
 public:
     explicit StreamReceiver(FrameExchange& exchange);
-    ~StreamReceiver();
+    ~StreamReceiver() override;
     StreamReceiver(const StreamReceiver&) = delete;
     StreamReceiver& operator=(const StreamReceiver&) = delete;
 
-    // Connects, attaches with the session token and starts receiving; returns
-    // the camera's status for the attach (2 on success), 33 when unreachable,
-    // 5 on timeout.
-    int32_t open(const std::string& ip, uint16_t port, uint32_t token, std::chrono::milliseconds timeout);
-    void close();
-
-    bool broken() const { return broken_; }
-    std::chrono::steady_clock::time_point lastReceived() const;
-
-    StreamStats stats() const;
-    void resetStats();
-    void noteDelivered();
+    // Connects and attaches with an AttachStream request.
+    int32_t open(const std::string& ip, uint16_t port, uint32_t token, std::chrono::milliseconds timeout) override;
+    void close() override;
 
 private:
     void readHeader();
@@ -53,14 +44,6 @@ private:
     d3proto::Header current_;
     std::vector<uint8_t> payload_;  // capacity kept: no allocation per frame
     std::chrono::steady_clock::time_point firstByte_;
-    std::atomic<bool> broken_{false};
-
-    mutable std::mutex statsMutex_;
-    StreamStats stats_;
-    double unpackMsSum_ = 0;
-    bool haveLastId_ = false;
-    std::chrono::steady_clock::time_point statsStart_;
-    std::chrono::steady_clock::time_point lastReceived_;
 };
 
 }  // namespace d3sdk

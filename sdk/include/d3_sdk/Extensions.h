@@ -11,6 +11,9 @@
 namespace d3sdk {
 
 // Counters of the current stream since StartStream (or the last reset).
+// Over datagrams, the share of frames that arrived complete (after resends)
+// is framesComplete / (framesComplete + framesIncomplete); framesDropped also
+// counts frames the camera skipped and frames a slow reader missed.
 struct StreamStats {
     uint64_t framesComplete = 0;  // received whole and unpacked
     // Lost: skipped by the camera (gaps in frame ids), undecodable, or
@@ -24,6 +27,19 @@ struct StreamStats {
     double maxUnpackMs = 0;
     uint32_t lastFrameId = 0;
     double seconds = 0;  // time covered by the counters
+    // Of framesDropped: complete, but replaced by a newer one before the
+    // application read it (a slow reader, not the link).
+    uint64_t framesOverwritten = 0;
+
+    // Datagram transport (InitDevice with tcp = false); zero over TCP.
+    bool udp = false;
+    uint16_t localPort = 0;               // where the stream's datagrams arrive
+    uint64_t framesIncomplete = 0;        // of framesDropped: given up on with datagrams missing
+    uint64_t packetsReceived = 0;         // data datagrams taken into a frame
+    uint64_t packetsLost = 0;             // missing on first sending (recovered or not)
+    uint64_t packetsResendRequested = 0;  // asked for again, repeated requests included
+    uint64_t packetsRecovered = 0;        // arrived after being asked for
+    uint64_t datagramsIgnored = 0;        // malformed, stale, duplicate or not from the camera
 };
 
 D3_SDK_API ReturnCode GetStreamStats(StreamStats& out);

@@ -1,0 +1,383 @@
+#include "UdpReceiver.h"
+
+#include <poll.h>
+
+#include <algorithm>
+#include <cstdio>
+#include <cstring>
+
+#include "IoThread.h"
+#include "d3_protocol/Frame.h"
+#include "d3_protocol/Message.h"
+
+namespace d3sdk {
+
+using asio::ip::udp;
+using std::chrono::milliseconds;
+
+namespace {
+
+constexpr int kWantedReceiveBuffer = 4 << 20;
+constexpr milliseconds kTick{5};
+// No datagram of a frame for this long: the camera is done sending it, or
+// done answering the last request for it.
+constexpr milliseconds kQuiet{5};
+constexpr milliseconds kHelloEvery{100};
+
+// Frame ids wrap: a is newer than b when it is less than half the range ahead.
+bool newer(uint32_t a, uint32_t b) { return int32_t(a - b) > 0; }
+
+// Largest frame payload a camera with these images can send: the ToF
+// sections, and colour no larger than raw RGB (a JPEG of a camera image is far
+// smaller), with room to spare for a JPEG's headers.
+size_t maxFrameBytes(const d3proto::ImageInfo& image) {
+    const size_t tof = size_t(std::max(0, image.tofWidth)) * size_t(std::max(0, image.tofHeight)) * 5;
+    const size_t rgb = size_t(std::max(0, image.rgbWidth)) * size_t(std::max(0, image.rgbHeight)) * 3;
+    return std::min<size_t>(d3proto::kFrameHeaderSize + tof + rgb + (64 << 10), d3proto::kMaxStreamPayload);
+}
+
+bool sizesAgree(const Frame& f, const d3proto::ImageInfo& image) {
+    const int rgbW = image.rgb ? image.rgbWidth : 0, rgbH = image.rgb ? image.rgbHeight : 0;
+    return int(f.depth.cols()) == image.tofWidth && int(f.depth.rows()) == image.tofHeight &&
+           int(f.rgb.cols()) == rgbW && int(f.rgb.rows()) == rgbH;
+}
+
+void setReceiveBuffer(int fd) {
+    int want = kWantedReceiveBuffer;
+    ::setsockopt(fd, SOL_SOCKET, SO_RCVBUF, &want, sizeof want);
+    int got = 0;
+    socklen_t len = sizeof got;
+    ::getsockopt(fd, SOL_SOCKET, SO_RCVBUF, &got, &len);
+    // Linux reports twice what was granted (the rest is its bookkeeping); less
+    // than that means net.core.rmem_max capped us. A privileged process may
+    // exceed the cap.
+    if (got >= 2 * want) return;
+    ::setsockopt(fd, SOL_SOCKET, SO_RCVBUFFORCE, &want, sizeof want);
+    ::getsockopt(fd, SOL_SOCKET, SO_RCVBUF, &got, &len);
+    if (got >= 2 * want) return;
+    std::fprintf(stderr,
+                 "d3_sdk: the system caps the UDP receive buffer at %d kB (wanted %d kB); raise net.core.rmem_max "
+                 "or frames will lose datagrams\n",
+                 got / 2 / 1024, want / 1024);
+}
+
+}  // namespace
+
+UdpReceiver::UdpReceiver(FrameExchange& exchange, const d3proto::ImageInfo& image)
+    : exchange_(exchange),
+      image_(image),
+      maxFrameBytes_(maxFrameBytes(image)),
+      socket_(io_),
+      timer_(io_),
+      rx_(kBatch * kDatagramMax) {
+    const size_t maxPackets = d3proto::udpPacketCount(uint32_t(maxFrameBytes_));
+    for (Slot& s : slots_) {
+        // Pages are only touched as datagrams land, so the reserve costs address space, not memory.
+        s.data.reset(new uint8_t[maxFrameBytes_]);
+        s.have.assign(maxPackets, 0);
+        s.asked.assign(maxPackets, 0);
+    }
+    for (size_t i = 0; i < kBatch; ++i) {
+        iov_[i] = {rx_.data() + i * kDatagramMax, kDatagramMax};
+        msgs_[i].msg_hdr.msg_iov = &iov_[i];
+        msgs_[i].msg_hdr.msg_iovlen = 1;
+        msgs_[i].msg_hdr.msg_name = &from_[i];
+    }
+    resend_.ranges.reserve(d3proto::kMaxResendRanges);
+    resendBytes_.reserve(12 + 4 * d3proto::kMaxResendRanges);
+    stats_.udp = true;
+}
+
+UdpReceiver::~UdpReceiver() { close(); }
+
+int32_t UdpReceiver::open(const std::string& ip, uint16_t port, uint32_t token, milliseconds timeout) {
+    asio::error_code ec;
+    const auto addr = asio::ip::make_address_v4(ip, ec);
+    if (ec) return 33;
+    socket_.open(udp::v4(), ec);
+    if (!ec) setReceiveBuffer(socket_.native_handle());
+    if (!ec) socket_.bind(udp::endpoint(udp::v4(), 0), ec);
+    if (ec) {
+        broken_ = true;
+        return 33;
+    }
+    camera_ = {};
+    camera_.sin_family = AF_INET;
+    camera_.sin_port = htons(port);
+    camera_.sin_addr.s_addr = htonl(addr.to_uint());
+    if (!sayHello(token, timeout)) {
+        socket_.close(ec);
+        broken_ = true;
+        return 5;
+    }
+    socket_.non_blocking(true, ec);
+    {
+        std::lock_guard<std::mutex> lock(statsMutex_);
+        stats_.localPort = socket_.local_endpoint(ec).port();
+    }
+    broken_ = false;
+    resetStats();
+    waitReadable();
+    timer_.expires_after(kTick);
+    timer_.async_wait([this](const asio::error_code& e) {
+        if (!e) tick();
+    });
+    thread_ = std::thread([this] { io_.run(); });
+    return 2;
+}
+
+void UdpReceiver::close() {
+    stopIoThread(io_, thread_, socket_);
+    broken_ = true;
+}
+
+bool UdpReceiver::sayHello(uint32_t token, milliseconds timeout) {
+    // Before the receive thread exists: a plain exchange on this thread. The
+    // camera echoes the hello; without the echo the hello may have been lost.
+    std::vector<uint8_t> hello;
+    d3proto::encodeUdpHello(token, hello);
+    const int fd = socket_.native_handle();
+    const auto deadline = Clock::now() + timeout;
+    for (auto now = Clock::now(); now < deadline; now = Clock::now()) {
+        ::sendto(fd, hello.data(), hello.size(), 0, reinterpret_cast<const sockaddr*>(&camera_), sizeof camera_);
+        const auto until = std::min(deadline, now + kHelloEvery);
+        for (now = Clock::now(); now < until; now = Clock::now()) {
+            pollfd p{fd, POLLIN, 0};
+            const auto left = std::chrono::duration_cast<milliseconds>(until - now) + milliseconds(1);
+            if (::poll(&p, 1, int(left.count())) <= 0) continue;
+            sockaddr_in from{};
+            socklen_t len = sizeof from;
+            const ssize_t n =
+                ::recvfrom(fd, rx_.data(), kDatagramMax, MSG_DONTWAIT, reinterpret_cast<sockaddr*>(&from), &len);
+            uint32_t echoed = 0;
+            if (n > 0 && from.sin_addr.s_addr == camera_.sin_addr.s_addr &&
+                d3proto::decodeUdpHello(rx_.data(), size_t(n), echoed) && echoed == token)
+                return true;
+        }
+    }
+    return false;
+}
+
+void UdpReceiver::waitReadable() {
+    socket_.async_wait(udp::socket::wait_read, [this](const asio::error_code& ec) {
+        if (ec) {
+            if (ec != asio::error::operation_aborted) broken_ = true;
+            return;
+        }
+        drain();
+        waitReadable();
+    });
+}
+
+void UdpReceiver::drain() {
+    const int fd = socket_.native_handle();
+    uint64_t bytes = 0;
+    // Bounded per wake-up so the retry timer gets its turn under a flood.
+    for (int batch = 0; batch < 32; ++batch) {
+        for (mmsghdr& m : msgs_) m.msg_hdr.msg_namelen = sizeof(sockaddr_in);
+        const int n = ::recvmmsg(fd, msgs_, kBatch, MSG_DONTWAIT, nullptr);
+        if (n <= 0) break;
+        const auto now = Clock::now();
+        for (int i = 0; i < n; ++i) {
+            bytes += msgs_[i].msg_len;
+            // Longer than any datagram of ours: cut off by the buffer, so not ours.
+            if (msgs_[i].msg_hdr.msg_flags & MSG_TRUNC) {
+                ++ignored_;
+                continue;
+            }
+            onDatagram(rx_.data() + size_t(i) * kDatagramMax, msgs_[i].msg_len, from_[i], now);
+        }
+        afterBatch(now);
+        if (size_t(n) < kBatch) break;
+    }
+    noteReceived(bytes);
+    std::lock_guard<std::mutex> lock(statsMutex_);
+    stats_.datagramsIgnored += ignored_;
+    ignored_ = 0;
+}
+
+void UdpReceiver::onDatagram(const uint8_t* data, size_t size, const sockaddr_in& from, Clock::time_point now) {
+    d3proto::UdpDataHeader h;
+    const uint8_t* chunk = nullptr;
+    size_t n = 0;
+    if (from.sin_addr.s_addr != camera_.sin_addr.s_addr || !d3proto::decodeUdpData(data, size, h, chunk, n)) {
+        ++ignored_;
+        return;
+    }
+    Slot* s = slotFor(h, now);
+    if (!s || s->have[h.packetId]) {
+        ++ignored_;  // stale, duplicate or inconsistent with the frame's other datagrams
+        return;
+    }
+    std::memcpy(s->data.get() + size_t(h.packetId) * d3proto::kUdpChunk, chunk, n);
+    s->have[h.packetId] = 1;
+    ++s->received;
+    if (s->asked[h.packetId]) ++s->recovered;
+    s->highest = std::max<uint32_t>(s->highest, h.packetId + 1u);
+    s->lastData = now;
+    {
+        std::lock_guard<std::mutex> lock(statsMutex_);
+        ++stats_.packetsReceived;
+    }
+    if (s->received == s->count) complete(*s);
+}
+
+UdpReceiver::Slot* UdpReceiver::slotFor(const d3proto::UdpDataHeader& h, Clock::time_point now) {
+    // A frame at or before the last one published can only be a late
+    // duplicate, unless nothing else has come for a long time.
+    if (haveHorizon_ && !newer(h.frameId, horizon_)) {
+        if (!staleRun_) {
+            staleRun_ = true;
+            staleSince_ = now;
+        }
+        if (now - staleSince_ < kStaleReset) return nullptr;
+        haveHorizon_ = false;
+    }
+    staleRun_ = false;
+    for (Slot& s : slots_)
+        if (s.active && s.frameId == h.frameId) return s.frameBytes == h.frameBytes ? &s : nullptr;
+    if (h.frameBytes > maxFrameBytes_) return nullptr;
+    // A new frame: a free slot, or the one with the fewest datagrams (a stray
+    // announcement rather than a frame well on its way), oldest on a tie.
+    Slot* target = nullptr;
+    for (Slot& s : slots_) {
+        if (!s.active) {
+            target = &s;
+            break;
+        }
+        if (!target || s.received < target->received ||
+            (s.received == target->received && newer(target->frameId, s.frameId)))
+            target = &s;
+    }
+    if (target->active) release(*target, true);
+    // Frames between the newest one seen and this one sent us nothing at all
+    // (or the camera skipped them). A jump too far is no frame sequence.
+    const uint32_t ahead = h.frameId - newest_;
+    if (!haveNewest_ || (newer(h.frameId, newest_) && ahead < 1024)) {
+        if (haveNewest_ && ahead > 1) {
+            std::lock_guard<std::mutex> lock(statsMutex_);
+            stats_.framesDropped += ahead - 1;
+        }
+        haveNewest_ = true;
+        newest_ = h.frameId;
+    }
+    Slot& s = *target;
+    s.active = true;
+    s.frameId = h.frameId;
+    s.frameBytes = h.frameBytes;
+    s.count = h.packetCount;
+    s.received = s.recovered = s.highest = s.nackedUpTo = 0;
+    s.rounds = 0;
+    s.first = s.lastData = now;
+    s.lastRequest = Clock::time_point();
+    std::fill_n(s.have.begin(), s.count, uint8_t(0));
+    std::fill_n(s.asked.begin(), s.count, uint8_t(0));
+    return &s;
+}
+
+void UdpReceiver::complete(Slot& s) {
+    Frame& f = exchange_.back();
+    // The payload repeats the frame id; a disagreement means a forged or
+    // mixed-up frame. Frame calls rely on the sizes reported at session start.
+    const bool ok = unpacker_.unpack(s.data.get(), s.frameBytes, f) && f.frameId == s.frameId && sizesAgree(f, image_);
+    if (!ok) {
+        {
+            std::lock_guard<std::mutex> lock(statsMutex_);
+            ++stats_.framesDropped;
+        }
+        release(s, false);
+        return;
+    }
+    f.arrived = Clock::now();
+    const double ms = std::chrono::duration<double, std::milli>(f.arrived - s.first).count();
+    haveHorizon_ = true;
+    horizon_ = s.frameId;
+    release(s, false);
+    // Older frames still missing datagrams would now arrive out of order.
+    for (Slot& o : slots_)
+        if (o.active && !newer(o.frameId, horizon_)) release(o, true);
+    countPublished(horizon_, exchange_.publish(), ms, false);
+}
+
+void UdpReceiver::release(Slot& s, bool givenUp) {
+    s.active = false;
+    std::lock_guard<std::mutex> lock(statsMutex_);
+    stats_.packetsLost += s.count - (s.received - s.recovered);
+    stats_.packetsRecovered += s.recovered;
+    if (givenUp) {
+        ++stats_.framesIncomplete;
+        ++stats_.framesDropped;
+    }
+}
+
+void UdpReceiver::requestMissing(Slot& s, uint32_t from, uint32_t to, Clock::time_point now) {
+    const int fd = socket_.native_handle();
+    auto send = [&] {
+        d3proto::encodeUdpResend(resend_, resendBytes_);
+        ::sendto(fd, resendBytes_.data(), resendBytes_.size(), 0, reinterpret_cast<const sockaddr*>(&camera_),
+                 sizeof camera_);
+        resend_.ranges.clear();
+    };
+    resend_.frameId = s.frameId;
+    resend_.ranges.clear();
+    uint64_t asked = 0;
+    for (uint32_t p = from; p < to && p < s.count; ++p) {
+        if (s.have[p]) continue;
+        s.asked[p] = 1;
+        ++asked;
+        if (!resend_.ranges.empty() && resend_.ranges.back().last + 1u == p) {
+            resend_.ranges.back().last = uint16_t(p);
+            continue;
+        }
+        if (resend_.ranges.size() == d3proto::kMaxResendRanges) send();
+        resend_.ranges.push_back({uint16_t(p), uint16_t(p)});
+    }
+    if (!resend_.ranges.empty()) send();
+    s.lastRequest = now;
+    std::lock_guard<std::mutex> lock(statsMutex_);
+    stats_.packetsResendRequested += asked;
+}
+
+void UdpReceiver::afterBatch(Clock::time_point now) {
+    Slot* newest = nullptr;
+    for (Slot& s : slots_)
+        if (s.active && (!newest || newer(s.frameId, newest->frameId))) newest = &s;
+    for (Slot& s : slots_) {
+        if (!s.active) continue;
+        // The camera sends a frame's datagrams in order: a hole below the
+        // highest one seen is a loss, and once a newer frame has begun, so is
+        // everything still missing of an older one.
+        const uint32_t seen = &s == newest ? s.highest : s.count;
+        if (seen > s.nackedUpTo) {
+            requestMissing(s, s.nackedUpTo, seen, now);
+            s.nackedUpTo = seen;
+        }
+    }
+}
+
+void UdpReceiver::tick() {
+    const auto now = Clock::now();
+    for (Slot& s : slots_) {
+        if (!s.active) continue;
+        if (now - s.first > kFrameDeadline || s.rounds >= kMaxRounds) {
+            release(s, true);
+            continue;
+        }
+        // Once nothing of the frame has come for a while (its sending and the
+        // answers to the last request are over), ask again for everything
+        // still missing, the tail included. Each round waits longer, so a
+        // camera that is slow to answer is not flooded with repeats.
+        const auto backoff = std::min(kQuiet * (s.rounds + 1), milliseconds(50));
+        if (now - s.lastData > kQuiet && now - s.lastRequest > backoff) {
+            requestMissing(s, 0, s.count, now);
+            s.nackedUpTo = s.count;
+            ++s.rounds;
+        }
+    }
+    timer_.expires_after(kTick);
+    timer_.async_wait([this](const asio::error_code& e) {
+        if (!e && socket_.is_open()) tick();
+    });
+}
+
+}  // namespace d3sdk

@@ -1,0 +1,114 @@
+// Datagram stream: says hello to the camera's stream port with the session
+// token, reassembles frames from their datagrams into buffers sized once,
+// asks for missing datagrams with bounded retries, and publishes complete
+// frames to the FrameExchange from its own thread. Frames that cannot be
+// completed in time are dropped and counted, never published in part.
+#pragma once
+
+#include <netinet/in.h>
+#include <sys/socket.h>
+
+#include <asio.hpp>
+#include <chrono>
+#include <cstdint>
+#include <memory>
+#include <thread>
+#include <vector>
+
+#include "FrameUnpacker.h"
+#include "StreamSource.h"
+#include "d3_protocol/Payloads.h"
+#include "d3_protocol/Udp.h"
+
+namespace d3sdk {
+
+class UdpReceiver : public StreamSource {
+public:
+    // `image`: the sizes the camera reported for this session. Frames of
+    // other sizes are refused, and so are announcements of payloads larger
+    // than those sizes allow. Buffers are allocated here.
+    UdpReceiver(FrameExchange& exchange, const d3proto::ImageInfo& image);
+    ~UdpReceiver() override;
+    UdpReceiver(const UdpReceiver&) = delete;
+    UdpReceiver& operator=(const UdpReceiver&) = delete;
+
+    // Binds a local port, sends hellos until the camera echoes one (or the
+    // timeout passes: 5) and starts the receive thread.
+    int32_t open(const std::string& ip, uint16_t port, uint32_t token, std::chrono::milliseconds timeout) override;
+    void close() override;
+
+    // Frames reassembled at once; more in flight than this evicts the oldest.
+    static constexpr size_t kSlots = 6;
+    // Resend rounds after the first request, and the age at which a frame is
+    // given up: generous, as a loaded machine may starve either end for a while.
+    static constexpr int kMaxRounds = 12;
+    static constexpr std::chrono::milliseconds kFrameDeadline{1000};
+    // Only stale datagrams for this long: forget the horizon.
+    static constexpr std::chrono::milliseconds kStaleReset{1000};
+
+private:
+    using Clock = std::chrono::steady_clock;
+
+    struct Slot {
+        bool active = false;
+        uint32_t frameId = 0;
+        uint32_t frameBytes = 0;
+        uint16_t count = 0;
+        uint32_t received = 0;
+        uint32_t recovered = 0;
+        uint32_t highest = 0;     // one past the highest packet id seen
+        uint32_t nackedUpTo = 0;  // missing packets below this were asked for
+        int rounds = 0;
+        Clock::time_point first, lastData, lastRequest;
+        std::unique_ptr<uint8_t[]> data;  // maxFrameBytes
+        std::vector<uint8_t> have;        // per packet: arrived
+        std::vector<uint8_t> asked;       // per packet: asked for at least once
+    };
+
+    bool sayHello(uint32_t token, std::chrono::milliseconds timeout);
+    void waitReadable();
+    void drain();
+    void onDatagram(const uint8_t* data, size_t size, const sockaddr_in& from, Clock::time_point now);
+    Slot* slotFor(const d3proto::UdpDataHeader& h, Clock::time_point now);
+    void complete(Slot& s);
+    // Frees the slot; `givenUp`: it was incomplete.
+    void release(Slot& s, bool givenUp);
+    // Asks for the missing packets in [from, to) of `s`.
+    void requestMissing(Slot& s, uint32_t from, uint32_t to, Clock::time_point now);
+    void afterBatch(Clock::time_point now);
+    void tick();
+
+    FrameExchange& exchange_;
+    FrameUnpacker unpacker_;
+    const d3proto::ImageInfo image_;
+    const size_t maxFrameBytes_;
+    asio::io_context io_;
+    asio::ip::udp::socket socket_;
+    asio::steady_timer timer_;
+    std::thread thread_;
+    sockaddr_in camera_{};  // the camera's stream port: resend requests go there
+
+    Slot slots_[kSlots];
+    bool haveHorizon_ = false;
+    uint32_t horizon_ = 0;  // newest published frame: older ones are stale
+    // Since when only stale datagrams came: after a forged frame far ahead, or
+    // a camera that restarted its frame count, the horizon must give way.
+    Clock::time_point staleSince_;
+    bool staleRun_ = false;
+    bool haveNewest_ = false;
+    uint32_t newest_ = 0;  // newest frame id that opened a slot: gaps behind it were never seen
+
+    // Receive batch and resend request buffers, sized once.
+    static constexpr size_t kBatch = 64;
+    static constexpr size_t kDatagramMax = 2048;
+    std::vector<uint8_t> rx_;
+    mmsghdr msgs_[kBatch]{};
+    iovec iov_[kBatch]{};
+    sockaddr_in from_[kBatch]{};
+    d3proto::UdpResend resend_;
+    std::vector<uint8_t> resendBytes_;
+    // Counters kept on the receive thread, added to the stats per batch.
+    uint64_t ignored_ = 0;
+};
+
+}  // namespace d3sdk
