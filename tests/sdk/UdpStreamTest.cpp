@@ -179,12 +179,12 @@ TEST(UdpStream, TenPercentLossStillDeliversNinetyNinePercentOfFramesAndNoLossAll
     dm.DisconnectFromDevice();
 }
 
-// At half the datagrams lost (resends too) most frames cannot be completed
+// At 60% of the datagrams lost (resends too) most frames cannot be completed
 // within the retry budget: those are counted and never handed out, and the
 // few that do complete are exact.
 TEST(UdpStream, FramesThatCannotBeRepairedAreDroppedAndCountedNeverDeliveredInPart) {
     auto cam = startCamera("127.0.80.20");
-    cam->faults().setLoss(0.5, 9);
+    cam->faults().setLoss(0.6, 9);
     Reference ref(*cam);
     auto session = openSession(*cam, false);
     int delivered = 0;
@@ -197,7 +197,7 @@ TEST(UdpStream, FramesThatCannotBeRepairedAreDroppedAndCountedNeverDeliveredInPa
         ASSERT_TRUE(rc == SUCCESS || rc == TIMEOUT) << rc;
     }
     const d3sdk::StreamStats st = session->stream().stats();
-    EXPECT_GE(st.framesIncomplete, 10u);
+    EXPECT_GE(st.framesIncomplete, 5u) << delivered << " delivered";
     EXPECT_GE(st.framesDropped, st.framesIncomplete);
     EXPECT_GT(st.packetsLost, st.packetsRecovered);
     EXPECT_EQ(uint64_t(delivered), st.framesDelivered);
