@@ -53,11 +53,11 @@ std::string numbered(const std::string& dir, const char* kind, int i, const char
 
 }  // namespace
 
-int cmdGrab(const Options& o, const std::string& device, int frames, const std::string& dir) {
+int cmdGrab(const Options& o, const std::string& device, int frames, const std::string& dir, bool udp) {
     std::error_code ec;
     std::filesystem::create_directories(dir, ec);
     if (ec) return fail(o, "create " + dir, FILE_ERROR);
-    ReturnCode rc = openDevice(o, device);
+    ReturnCode rc = openDevice(o, device, !udp);
     if (rc != SUCCESS) return fail(o, "open " + device, rc);
     DeviceManager& dm = DeviceManager::GetInstance();
     bool rgb = false;

@@ -27,7 +27,7 @@ int cmdList(const Options& o);
 int cmdInfo(const Options& o, const std::string& device);
 int cmdGet(const Options& o, const std::string& device, const std::string& name);
 int cmdSet(const Options& o, const std::string& device, const std::string& name, const std::string& value);
-int cmdGrab(const Options& o, const std::string& device, int frames, const std::string& dir);
+int cmdGrab(const Options& o, const std::string& device, int frames, const std::string& dir, bool udp = false);
 int cmdStats(const Options& o, const std::string& device, double seconds, bool udp);
 // Administration; with `wait` they follow the rebooting camera until it answers again.
 int cmdStore(const Options& o, const std::string& device);

@@ -81,6 +81,17 @@ int cmdStats(const Options& o, const std::string& device, double seconds, bool u
                 {"latencyMaxMs", s.maxUnpackMs},
                 {"cpuMsPerFrame", s.framesDelivered ? cpu * 1000.0 / double(s.framesDelivered) : 0.0},
                 {"seconds", secs}};
+    if (udp) {
+        // Of the frames that reached us at all, the share completed (after resends).
+        const uint64_t attempted = s.framesComplete + s.framesIncomplete;
+        out["completeRatio"] = attempted ? double(s.framesComplete) / double(attempted) : 0.0;
+        out["incomplete"] = s.framesIncomplete;
+        out["packetsReceived"] = s.packetsReceived;
+        out["packetsLost"] = s.packetsLost;
+        out["packetsResendRequested"] = s.packetsResendRequested;
+        out["packetsRecovered"] = s.packetsRecovered;
+        out["datagramsIgnored"] = s.datagramsIgnored;
+    }
     if (recovery) out["recoveries"] = recovery->report();
     print(o, out);
     return 0;

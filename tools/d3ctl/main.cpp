@@ -35,6 +35,7 @@ int main(int argc, char** argv) {
     grab->add_option("DEVICE", device)->required();
     grab->add_option("--frames,-n", frames, "number of frames")->capture_default_str()->check(CLI::PositiveNumber);
     grab->add_option("--out,-o", dir, "output folder")->required();
+    grab->add_flag("--udp", udp, "use the UDP stream transport");
     auto* stats = app.add_subcommand("stats", "stream and report frame rate, throughput, drops, latency");
     stats->add_option("DEVICE", device)->required();
     stats->add_option("--seconds,-s", seconds, "how long to stream")->capture_default_str()->check(CLI::PositiveNumber);
@@ -67,7 +68,7 @@ int main(int argc, char** argv) {
     if (info->parsed()) return d3ctl::cmdInfo(opt, device);
     if (get->parsed()) return d3ctl::cmdGet(opt, device, name);
     if (set->parsed()) return d3ctl::cmdSet(opt, device, name, value);
-    if (grab->parsed()) return d3ctl::cmdGrab(opt, device, frames, dir);
+    if (grab->parsed()) return d3ctl::cmdGrab(opt, device, frames, dir, udp);
     if (stats->parsed()) return d3ctl::cmdStats(opt, device, seconds, udp);
     if (store->parsed()) return d3ctl::cmdStore(opt, device);
     if (resetConfig->parsed()) return d3ctl::cmdResetConfig(opt, device, wait);
