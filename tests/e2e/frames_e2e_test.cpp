@@ -4,10 +4,13 @@
 // hidden panes are not repainted. Cameras: model 3 (1080p colour) and
 // model 1 (no colour), both at 10 fps.
 #include <QCheckBox>
+#include <QElapsedTimer>
 #include <QGraphicsScene>
 #include <QLabel>
 #include <QScreen>
 #include <QtTest>
+#include <algorithm>
+#include <cstdlib>
 
 #include "cloudpoint.h"
 #include "e2esupport.h"
@@ -105,15 +108,28 @@ private slots:
         auto* cloud = s.child<CloudPoint>("widgetCp");
         QVERIFY(e2e::waitFor([&] { return cloud->pointcloudeNum() > 1000; }));
 
-        // Two-second windows: the labels settle near the camera's rate.
-        QVERIFY(e2e::waitFor(
-            [&] {
-                const int dep = fpsShown("label_dep_fps"), ir = fpsShown("label_ir_fps"),
-                          rgb = fpsShown("label_rgb_fps");
-                return dep >= kFps - 3 && dep <= kFps + 2 && ir >= kFps - 3 && ir <= kFps + 2 && rgb >= kFps - 3 &&
-                       rgb <= kFps + 2;
-            },
-            30000));
+        // Two-second windows: each label settles near the rate its pane is
+        // painted at, which is the camera's unless a loaded machine holds the
+        // stream or the GUI below it.
+        QVERIFY(e2e::waitFor([&] {
+            return fpsShown("label_dep_fps") > 0 && fpsShown("label_ir_fps") > 0 && fpsShown("label_rgb_fps") > 0;
+        }));
+        const struct {
+            const char* label;
+            int pane;
+        } panes[] = {{"label_dep_fps", 1}, {"label_ir_fps", 2}, {"label_rgb_fps", 4}};
+        unsigned painted0[3];
+        for (int i = 0; i < 3; ++i) painted0[i] = w().paintedFrames(panes[i].pane);
+        QElapsedTimer window;
+        window.start();
+        QTest::qWait(4000);
+        for (int i = 0; i < 3; ++i) {
+            const double rate = (w().paintedFrames(panes[i].pane) - painted0[i]) * 1000.0 / window.elapsed();
+            const int shown = fpsShown(panes[i].label);
+            QVERIFY2(shown <= kFps + 2, panes[i].label);
+            QVERIFY2(std::abs(shown - rate) <= std::max(2.5, 0.4 * rate),
+                     qPrintable(QString("%1 shows %2, painted at %3/s").arg(panes[i].label).arg(shown).arg(rate)));
+        }
         QVERIFY(s.labelText("label_dep").endsWith("mm"));
         QVERIFY(s.labelText("label_rgb").startsWith("rgb("));
         saveScreenshot();
