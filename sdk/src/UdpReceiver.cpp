@@ -19,10 +19,14 @@ namespace {
 
 constexpr int kWantedReceiveBuffer = 4 << 20;
 constexpr milliseconds kTick{5};
-// No datagram of a frame for this long: the camera is done sending it, or
-// done answering the last request for it.
+// No datagram of a frame for this long: the camera is done answering the
+// last request for it. For the newest frame, whose sending may just be
+// stalled on a busy camera, the wait is longer before its tail counts as lost.
 constexpr milliseconds kQuiet{5};
+constexpr milliseconds kTailQuiet{20};
 constexpr milliseconds kHelloEvery{100};
+// About 25 datagrams at gigabit rate: little latency, far fewer wake-ups.
+constexpr std::chrono::microseconds kCoalesce{300};
 
 // Frame ids wrap: a is newer than b when it is less than half the range ahead.
 bool newer(uint32_t a, uint32_t b) { return int32_t(a - b) > 0; }
@@ -69,6 +73,7 @@ UdpReceiver::UdpReceiver(FrameExchange& exchange, const d3proto::ImageInfo& imag
       maxFrameBytes_(maxFrameBytes(image)),
       socket_(io_),
       timer_(io_),
+      coalesce_(io_),
       rx_(kBatch * kDatagramMax) {
     const size_t maxPackets = d3proto::udpPacketCount(uint32_t(maxFrameBytes_));
     for (Slot& s : slots_) {
@@ -164,20 +169,27 @@ void UdpReceiver::waitReadable() {
             if (ec != asio::error::operation_aborted) broken_ = true;
             return;
         }
-        drain();
-        waitReadable();
+        // While a frame streams in, a short pause lets datagrams gather so
+        // each wake-up takes a batch rather than one datagram.
+        if (drain() == 0 || kCoalesce.count() == 0) return waitReadable();
+        coalesce_.expires_after(kCoalesce);
+        coalesce_.async_wait([this](const asio::error_code& e) {
+            if (!e && socket_.is_open()) waitReadable();
+        });
     });
 }
 
-void UdpReceiver::drain() {
+size_t UdpReceiver::drain() {
     const int fd = socket_.native_handle();
     uint64_t bytes = 0;
+    size_t datagrams = 0;
     // Bounded per wake-up so the retry timer gets its turn under a flood.
     for (int batch = 0; batch < 32; ++batch) {
         for (mmsghdr& m : msgs_) m.msg_hdr.msg_namelen = sizeof(sockaddr_in);
         const int n = ::recvmmsg(fd, msgs_, kBatch, MSG_DONTWAIT, nullptr);
         if (n <= 0) break;
         const auto now = Clock::now();
+        datagrams += size_t(n);
         for (int i = 0; i < n; ++i) {
             bytes += msgs_[i].msg_len;
             // Longer than any datagram of ours: cut off by the buffer, so not ours.
@@ -193,7 +205,9 @@ void UdpReceiver::drain() {
     noteReceived(bytes);
     std::lock_guard<std::mutex> lock(statsMutex_);
     stats_.datagramsIgnored += ignored_;
-    ignored_ = 0;
+    stats_.packetsReceived += accepted_;
+    ignored_ = accepted_ = 0;
+    return datagrams;
 }
 
 void UdpReceiver::onDatagram(const uint8_t* data, size_t size, const sockaddr_in& from, Clock::time_point now) {
@@ -215,10 +229,7 @@ void UdpReceiver::onDatagram(const uint8_t* data, size_t size, const sockaddr_in
     if (s->asked[h.packetId]) ++s->recovered;
     s->highest = std::max<uint32_t>(s->highest, h.packetId + 1u);
     s->lastData = now;
-    {
-        std::lock_guard<std::mutex> lock(statsMutex_);
-        ++stats_.packetsReceived;
-    }
+    ++accepted_;
     if (s->received == s->count) complete(*s);
 }
 
@@ -357,6 +368,9 @@ void UdpReceiver::afterBatch(Clock::time_point now) {
 
 void UdpReceiver::tick() {
     const auto now = Clock::now();
+    Slot* newest = nullptr;
+    for (Slot& s : slots_)
+        if (s.active && (!newest || newer(s.frameId, newest->frameId))) newest = &s;
     for (Slot& s : slots_) {
         if (!s.active) continue;
         if (now - s.first > kFrameDeadline || s.rounds >= kMaxRounds) {
@@ -368,7 +382,8 @@ void UdpReceiver::tick() {
         // still missing, the tail included. Each round waits longer, so a
         // camera that is slow to answer is not flooded with repeats.
         const auto backoff = std::min(kQuiet * (s.rounds + 1), milliseconds(50));
-        if (now - s.lastData > kQuiet && now - s.lastRequest > backoff) {
+        const auto quiet = &s == newest ? kTailQuiet : kQuiet;
+        if (now - s.lastData > quiet && now - s.lastRequest > backoff) {
             requestMissing(s, 0, s.count, now);
             s.nackedUpTo = s.count;
             ++s.rounds;

@@ -67,7 +67,8 @@ private:
 
     bool sayHello(uint32_t token, std::chrono::milliseconds timeout);
     void waitReadable();
-    void drain();
+    // Takes every datagram waiting; returns how many there were.
+    size_t drain();
     void onDatagram(const uint8_t* data, size_t size, const sockaddr_in& from, Clock::time_point now);
     Slot* slotFor(const d3proto::UdpDataHeader& h, Clock::time_point now);
     void complete(Slot& s);
@@ -85,6 +86,7 @@ private:
     asio::io_context io_;
     asio::ip::udp::socket socket_;
     asio::steady_timer timer_;
+    asio::steady_timer coalesce_;
     std::thread thread_;
     sockaddr_in camera_{};  // the camera's stream port: resend requests go there
 
@@ -107,8 +109,9 @@ private:
     sockaddr_in from_[kBatch]{};
     d3proto::UdpResend resend_;
     std::vector<uint8_t> resendBytes_;
-    // Counters kept on the receive thread, added to the stats per batch.
+    // Counters kept on the receive thread, added to the stats per wake-up.
     uint64_t ignored_ = 0;
+    uint64_t accepted_ = 0;
 };
 
 }  // namespace d3sdk
