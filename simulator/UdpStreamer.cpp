@@ -140,6 +140,11 @@ void UdpStreamer::submit(uint32_t frameId, const uint8_t* payload, size_t size, 
 
 void UdpStreamer::run() {
     while (!quit_) {
+        // A paused camera sends nothing; what was queued goes out afterwards.
+        if (faults_.paused()) {
+            receive(microseconds(1000));
+            continue;
+        }
         receive(microseconds(0));
         Job job;
         microseconds wait = kIdleWait;
@@ -294,6 +299,7 @@ void UdpStreamer::receive(microseconds timeout) {
 }
 
 void UdpStreamer::handle(const uint8_t* data, size_t size, const sockaddr_in& from) {
+    if (faults_.paused()) return;  // frozen: what arrives meanwhile is lost
     d3proto::UdpKind kind;
     uint32_t token = 0;
     d3proto::UdpResend resend;
