@@ -200,6 +200,7 @@ size_t UdpReceiver::drain() {
             onDatagram(rx_.data() + size_t(i) * kDatagramMax, msgs_[i].msg_len, from_[i], now);
         }
         afterBatch(now);
+        publishReady(now);
         if (size_t(n) < kBatch) break;
     }
     noteReceived(bytes);
@@ -230,7 +231,10 @@ void UdpReceiver::onDatagram(const uint8_t* data, size_t size, const sockaddr_in
     s->highest = std::max<uint32_t>(s->highest, h.packetId + 1u);
     s->lastData = now;
     ++accepted_;
-    if (s->received == s->count) complete(*s);
+    if (s->received == s->count) {
+        s->whole = true;
+        s->wholeAt = now;
+    }
 }
 
 UdpReceiver::Slot* UdpReceiver::slotFor(const d3proto::UdpDataHeader& h, Clock::time_point now) {
@@ -274,6 +278,7 @@ UdpReceiver::Slot* UdpReceiver::slotFor(const d3proto::UdpDataHeader& h, Clock::
     }
     Slot& s = *target;
     s.active = true;
+    s.whole = false;
     s.frameId = h.frameId;
     s.frameBytes = h.frameBytes;
     s.count = h.packetCount;
@@ -286,7 +291,28 @@ UdpReceiver::Slot* UdpReceiver::slotFor(const d3proto::UdpDataHeader& h, Clock::
     return &s;
 }
 
-void UdpReceiver::complete(Slot& s) {
+void UdpReceiver::publishReady(Clock::time_point now) {
+    for (;;) {
+        Slot* oldest = nullptr;
+        Slot* waiting = nullptr;  // the whole frame that has waited longest
+        for (Slot& s : slots_) {
+            if (!s.active) continue;
+            if (!oldest || newer(oldest->frameId, s.frameId)) oldest = &s;
+            if (s.whole && (!waiting || s.wholeAt < waiting->wholeAt)) waiting = &s;
+        }
+        if (!oldest || !waiting) return;
+        if (oldest->whole) {
+            publish(*oldest);
+        } else if (now - waiting->wholeAt > kMaxHold) {
+            // Delivering a newer frame now beats waiting on an old one any longer.
+            release(*oldest, true);
+        } else {
+            return;
+        }
+    }
+}
+
+void UdpReceiver::publish(Slot& s) {
     Frame& f = exchange_.back();
     // The payload repeats the frame id; a disagreement means a forged or
     // mixed-up frame. Frame calls rely on the sizes reported at session start.
@@ -304,14 +330,12 @@ void UdpReceiver::complete(Slot& s) {
     haveHorizon_ = true;
     horizon_ = s.frameId;
     release(s, false);
-    // Older frames still missing datagrams would now arrive out of order.
-    for (Slot& o : slots_)
-        if (o.active && !newer(o.frameId, horizon_)) release(o, true);
     countPublished(horizon_, exchange_.publish(), ms, false);
 }
 
 void UdpReceiver::release(Slot& s, bool givenUp) {
     s.active = false;
+    s.whole = false;
     std::lock_guard<std::mutex> lock(statsMutex_);
     stats_.packetsLost += s.count - (s.received - s.recovered);
     stats_.packetsRecovered += s.recovered;
@@ -354,7 +378,7 @@ void UdpReceiver::afterBatch(Clock::time_point now) {
     for (Slot& s : slots_)
         if (s.active && (!newest || newer(s.frameId, newest->frameId))) newest = &s;
     for (Slot& s : slots_) {
-        if (!s.active) continue;
+        if (!s.active || s.whole) continue;
         // The camera sends a frame's datagrams in order: a hole below the
         // highest one seen is a loss, and once a newer frame has begun, so is
         // everything still missing of an older one.
@@ -372,7 +396,7 @@ void UdpReceiver::tick() {
     for (Slot& s : slots_)
         if (s.active && (!newest || newer(s.frameId, newest->frameId))) newest = &s;
     for (Slot& s : slots_) {
-        if (!s.active) continue;
+        if (!s.active || s.whole) continue;
         if (now - s.first > kFrameDeadline || s.rounds >= kMaxRounds) {
             release(s, true);
             continue;
@@ -389,6 +413,7 @@ void UdpReceiver::tick() {
             ++s.rounds;
         }
     }
+    publishReady(now);
     timer_.expires_after(kTick);
     timer_.async_wait([this](const asio::error_code& e) {
         if (!e && socket_.is_open()) tick();

@@ -43,6 +43,7 @@ public:
     // given up: generous, as a loaded machine may starve either end for a while.
     static constexpr int kMaxRounds = 12;
     static constexpr std::chrono::milliseconds kFrameDeadline{1000};
+    static constexpr std::chrono::milliseconds kMaxHold{150};
     // Only stale datagrams for this long: forget the horizon.
     static constexpr std::chrono::milliseconds kStaleReset{1000};
 
@@ -51,6 +52,8 @@ private:
 
     struct Slot {
         bool active = false;
+        bool whole = false;  // every datagram is in: waits for older frames to finish
+        Clock::time_point wholeAt;
         uint32_t frameId = 0;
         uint32_t frameBytes = 0;
         uint16_t count = 0;
@@ -71,7 +74,10 @@ private:
     size_t drain();
     void onDatagram(const uint8_t* data, size_t size, const sockaddr_in& from, Clock::time_point now);
     Slot* slotFor(const d3proto::UdpDataHeader& h, Clock::time_point now);
-    void complete(Slot& s);
+    // Publishes whole frames in frame order: a whole frame waits while an
+    // older one is still being completed, but no longer than kMaxHold.
+    void publishReady(Clock::time_point now);
+    void publish(Slot& s);
     // Frees the slot; `givenUp`: it was incomplete.
     void release(Slot& s, bool givenUp);
     // Asks for the missing packets in [from, to) of `s`.
