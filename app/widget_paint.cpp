@@ -5,12 +5,10 @@
 #include <QPointer>
 #include <QTableWidget>
 #include <chrono>
-#include <cmath>
 
 #include "frameitem.h"
 #include "readout.h"
 #include "ui_widget.h"
-#include "uiprompt.h"
 #include "widget.h"
 #include "widgetlog.h"
 
