@@ -189,6 +189,12 @@ private slots:
     void lostCameraIsReconnectedWhenItReturns() {
         QVERIFY(s.search(2));
         QVERIFY(s.startCamera(kPlainCam));
+        QSignalSpy irFrames(&s.window(), &Widget::paintIR);
+        QVERIFY(e2e::waitFor([&] { return irFrames.count() > 2; }));
+        QVERIFY(e2e::waitFor([&] {
+            const QString fps = s.labelText("label_ir_fps");
+            return !fps.isEmpty() && fps != "0fps";
+        }));
         s.kill(kPlainCam);
         QVERIFY(s.waitForLog("sdk callback:"));
         QVERIFY(s.waitForLog("try to reinit..."));
@@ -204,6 +210,9 @@ private slots:
         QVERIFY(e2e::waitFor([&] { return s.window().streaming.load(); }));
         QVERIFY(e2e::waitFor([&] { return s.camera(kPlainCam).camera().streaming(); }));
         QCOMPARE(s.logCount("reconnect succeed"), 1);
+        // Frames flow into the panes again.
+        irFrames.clear();
+        QVERIFY(e2e::waitFor([&] { return irFrames.count() > 2; }));
         QVERIFY(!s.window().reconnectRequested);
         QVERIFY(s.prompts().requests.isEmpty());
         // A later stop is an ordinary stop.
@@ -239,6 +248,27 @@ private slots:
         QVERIFY(s.logCount("start err") == 1);
         expectState(false, false, true, false, "开始", false);
         QCOMPARE(s.combo()->count(), 0);
+    }
+
+    void timedServiceShowsTheExposureOnlyUnderAutoExposure() {
+        QVERIFY(s.search(2));
+        QVERIFY(s.startCamera(kPlainCam));
+        // The start's read-back has read the exposure once already.
+        const int atStart = countOf(kPlainCam, "GetTofExposureTime");
+        QVERIFY(QMetaObject::invokeMethod(&s.window(), "timedService"));
+        // Manual exposure: the ticks read nothing.
+        QTest::qWait(2500);
+        QCOMPARE(countOf(kPlainCam, "GetTofExposureTime"), atStart);
+        {
+            const QSignalBlocker quiet(s.child<QRadioButton>("radioButton_auto"));
+            s.child<QRadioButton>("radioButton_auto")->setChecked(true);
+        }
+        QVERIFY(e2e::waitFor([&] { return countOf(kPlainCam, "GetTofExposureTime") >= atStart + 2; }));
+        QVERIFY(s.stop());
+        const int reads = countOf(kPlainCam, "GetTofExposureTime");
+        QTest::qWait(2500);
+        QCOMPARE(countOf(kPlainCam, "GetTofExposureTime"), reads);
+        QVERIFY(s.prompts().requests.isEmpty());
     }
 
     void transportChoiceReachesTheNextStart() {
