@@ -70,10 +70,11 @@ void UdpStreamer::close() {
         wake();
         thread_.join();
     }
-    if (fd_ >= 0) ::close(fd_);
-    if (wakeFd_ >= 0) ::close(wakeFd_);
-    fd_ = wakeFd_ = -1;
+    // Under the lock: submit() wakes through wakeFd_ under it too, so it never
+    // writes to a descriptor number that was closed and reused meanwhile.
     std::lock_guard<std::mutex> lock(mutex_);
+    if (fd_ >= 0) ::close(fd_.exchange(-1));
+    if (wakeFd_ >= 0) ::close(wakeFd_.exchange(-1));
     token_ = 0;
     haveClient_ = false;
     jobs_.clear();
@@ -105,9 +106,10 @@ UdpStreamer::Stats UdpStreamer::stats() const {
 }
 
 void UdpStreamer::wake() {
-    if (wakeFd_ < 0) return;
+    const int fd = wakeFd_;
+    if (fd < 0) return;
     const uint64_t one = 1;
-    [[maybe_unused]] const ssize_t n = ::write(wakeFd_, &one, sizeof one);
+    [[maybe_unused]] const ssize_t n = ::write(fd, &one, sizeof one);
 }
 
 void UdpStreamer::submit(uint32_t frameId, const uint8_t* payload, size_t size, int frameRate) {
@@ -115,7 +117,7 @@ void UdpStreamer::submit(uint32_t frameId, const uint8_t* payload, size_t size, 
     if (size == 0 || count > 0xFFFF) return;
     {
         std::lock_guard<std::mutex> lock(mutex_);
-        if (!haveClient_ || fd_ < 0) return;
+        if (!haveClient_) return;
         // Reuse the slot of the oldest frame the thread is not sending.
         Slot* target = nullptr;
         for (Slot& s : slots_) {
@@ -134,8 +136,8 @@ void UdpStreamer::submit(uint32_t frameId, const uint8_t* payload, size_t size, 
         const uint32_t bursts = (count + kBurst - 1) / kBurst;
         target->pacing = std::min(kMaxPacing, period / kPacingShareOfPeriod / bursts);
         jobs_.push_back(Job{frameId, Clock::now() + std::chrono::milliseconds(faults_.latencyMs()), {}});
+        wake();
     }
-    wake();
 }
 
 void UdpStreamer::run() {

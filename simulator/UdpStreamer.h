@@ -94,8 +94,9 @@ private:
 
     LinkFaults& faults_;
     std::function<void()> onClient_;
-    int fd_ = -1;
-    int wakeFd_ = -1;
+    // Atomic: the frame pump wakes the thread while a reboot may be closing them.
+    std::atomic<int> fd_{-1};
+    std::atomic<int> wakeFd_{-1};
     std::thread thread_;
     std::atomic<bool> quit_{false};
     std::vector<uint8_t> rx_;  // thread only
