@@ -286,6 +286,12 @@ private:
     // Silently shows the spatial filter state; the kernel combo only talks
     // to the camera while the filter is on.
     void showSpatialFilter(bool on, int comboIndex);
+    // Stop and restart of the camera's stream around a mode change. The
+    // session still counts as streaming for the user, but the frame workers
+    // idle meanwhile instead of logging a failed read per spin.
+    ReturnCode pauseStream();
+    ReturnCode resumeStream();
+    bool streamPaused_ = false;
     // Answer of IsRgbDevice at the last read-back.
     bool rgbDevice_ = false;
 

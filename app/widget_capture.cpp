@@ -3,6 +3,7 @@
 // while streaming are bracketed by StopStream ... StartStream.
 #include <QComboBox>
 #include <QRadioButton>
+#include <QSignalBlocker>
 #include <chrono>
 #include <thread>
 
@@ -19,6 +20,19 @@ void pause(int ms) { std::this_thread::sleep_for(std::chrono::milliseconds(ms));
 
 }  // namespace
 
+ReturnCode Widget::pauseStream() {
+    streamPaused_ = streaming.exchange(false);
+    return camera_.StopStream();
+}
+
+ReturnCode Widget::resumeStream() {
+    const ReturnCode rc = sdk().StartStream();
+    // A session lost meanwhile stays ended.
+    if (streamPaused_ && connected) streaming.exchange(true);
+    streamPaused_ = false;
+    return rc;
+}
+
 void Widget::connectCaptureModes() {
     connect(ui->comboBox_mode, QOverload<int>::of(&QComboBox::currentIndexChanged), this, [this](int i) {
         HANDLER_DEBUG(QString::fromUtf8("触发模式 ") + QString::number(i));
@@ -27,7 +41,7 @@ void Widget::connectCaptureModes() {
         ui->spinBox_ms->setEnabled(delay);
         ui->spinBox_us->setEnabled(delay);
         ui->pushButton_set_time->setEnabled(delay);
-        camera_.StopStream();
+        pauseStream();
         if (i == 0 || i == 1) {
             const QString text = "set TriggerModel: " + QString::number(i);
             HANDLER_LOG(text);
@@ -48,14 +62,22 @@ void Widget::connectCaptureModes() {
                 } else {
                     UiPrompt::warning(this, tr("状态异常"), message);
                 }
-                // The camera kept its old mode; going back to normal mode
-                // through the handler puts the camera and the list in step.
-                if (rc == TRIGGER_MODE_REFUSED) ui->comboBox_mode->setCurrentIndex(0);
+                // The camera kept its old mode; normal mode puts the camera
+                // and the list back in step.
+                if (rc == TRIGGER_MODE_REFUSED && connected) {
+                    const QSignalBlocker block(ui->comboBox_mode);
+                    ui->comboBox_mode->setCurrentIndex(0);
+                    ui->spinBox_ms->setEnabled(false);
+                    ui->spinBox_us->setEnabled(false);
+                    ui->pushButton_set_time->setEnabled(false);
+                    HANDLER_LOG("set TriggerModel: 0");
+                    if (!checkError(sdk().SetTriggerMode(TRIGGER_MODE_NORMAL))) HANDLER_LOG("err set TriggerModel: 0");
+                }
             }
             ui->widget_time_filter->setChecked(false);
             ui->pushButton_trigger->setEnabled(false);
         }
-        if (connected) sdk().StartStream();
+        if (connected) resumeStream();
     });
 
     connect(ui->pushButton_trigger, &QPushButton::clicked, this, [this] {
@@ -71,7 +93,7 @@ void Widget::connectCaptureModes() {
 
     connect(ui->pushButton_set_time, &QPushButton::clicked, this, [this] {
         HANDLER_LOG("stop stream");
-        if (!checkError(camera_.StopStream())) HANDLER_LOG("err stop stream");
+        if (!checkError(pauseStream())) HANDLER_LOG("err stop stream");
         if (!connected) return;
         const int ms = ui->spinBox_ms->value();
         const int us = ui->spinBox_us->value();
@@ -83,13 +105,13 @@ void Widget::connectCaptureModes() {
             if (!connected) return;
         }
         HANDLER_LOG("start stream");
-        if (!checkError(sdk().StartStream())) HANDLER_LOG("err start stream");
+        if (!checkError(resumeStream())) HANDLER_LOG("err start stream");
     });
 
     // The sensor needs a settled stop before and after an HDR change.
     connect(ui->checkBox_hdr, &QCheckBox::clicked, this, [this](bool on) {
         HANDLER_DEBUG(QString::number(on) + " start");
-        camera_.StopStream();
+        pauseStream();
         pause(500);
         const QString text = "hdr:" + QString::number(on);
         HANDLER_LOG("set " + text);
@@ -98,7 +120,7 @@ void Widget::connectCaptureModes() {
             if (!connected) return;
         }
         pause(500);
-        const ReturnCode rc = sdk().StartStream();
+        const ReturnCode rc = resumeStream();
         if (rc != SUCCESS) checkError(rc);
     });
 

@@ -72,12 +72,12 @@ void Widget::DefaultConfigurationSlots() {
         editor->setValue(editor == ui->widget_fly_filter ? kDefaultFlyFilter : kDefaultConfidenceFilter);
     }
 
-    camera_.StopStream();
+    pauseStream();
     pause(500);
     DEFAULT_STEP(f, "hdr:0", sdk().SetHDR(false));
     ui->checkBox_hdr->setChecked(false);
     pause(500);
-    if (!checkError(sdk().StartStream())) NAMED_LOG(f, "err start stream");
+    if (!checkError(resumeStream())) NAMED_LOG(f, "err start stream");
     if (!connected) return;
 
     if (ui->comboBox_mode->currentIndex() == 0) {
@@ -124,7 +124,7 @@ void Widget::DefaultConfigurationSlots() {
                  sdk().SetRgbCameraContrastRatio(ui->widget_contrast->value()));
     ui->widget_rgb_manual_exposure->setEnable(true);
 
-    camera_.StopStream();
+    pauseStream();
     DEFAULT_STEP(f, "TriggerModel: 0", sdk().SetTriggerMode(TRIGGER_MODE_NORMAL));
     {
         const QSignalBlocker block(ui->comboBox_mode);
@@ -140,6 +140,6 @@ void Widget::DefaultConfigurationSlots() {
     }
     ui->checkbox_tof_frequency->setChecked(false);
 
-    if (!checkError(sdk().StartStream())) NAMED_LOG(f, "err start stream");
+    if (!checkError(resumeStream())) NAMED_LOG(f, "err start stream");
 }
 #undef DEFAULT_STEP

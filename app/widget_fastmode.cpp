@@ -41,12 +41,12 @@ void Widget::FastMode(bool on) {
         ui->widget_rgb_manual_exposure->setRange(0, rgbMax);
         ui->pushButton_save_config->setEnabled(false);
         if (running) {
-            if (!FAST_STEP("stop stream", "err stop stream", camera_.StopStream())) return;
+            if (!FAST_STEP("stop stream", "err stop stream", pauseStream())) return;
             ui->checkBox_hdr->setChecked(false);
             if (!FAST_STEP("set hdr:0", "err set hdr:0", sdk().SetHDR(false))) return;
         }
         if (!FAST_STEP("set SingleIntegralModel", "err set SingleIntegralModel", sdk().SetSingleIntegralMode())) return;
-        if (running && !FAST_STEP("start stream", "err start stream", sdk().StartStream())) return;
+        if (running && !FAST_STEP("start stream", "err start stream", resumeStream())) return;
         if (!FAST_STEP("set Spatialval:0", "err set Spatialval:0", sdk().SetSpatialFilter(false))) return;
         if (!FAST_STEP("set Timeval:0", "err set Timeval:0", sdk().SetTimeMedianFilter(false))) return;
         if (!FAST_STEP("set Confidencelval:0", "err set Confidenceval:0", sdk().SetConfidenceFilter(false))) return;
@@ -76,7 +76,7 @@ void Widget::FastMode(bool on) {
     setExposureTime(ui->widget_fps->value());
     if (!connected) return;
     ui->pushButton_save_config->setEnabled(true);
-    if (running && !FAST_STEP("stop stream", "err stop stream", camera_.StopStream())) return;
+    if (running && !FAST_STEP("stop stream", "err stop stream", pauseStream())) return;
     // HDR is switched on and straight off again whatever its box shows: that
     // takes the sensor out of single integration.
     if (!FAST_STEP("set hdr:1", "err set hdr:1", sdk().SetHDR(true))) return;
@@ -86,7 +86,7 @@ void Widget::FastMode(bool on) {
     if (!FAST_STEP("set TofCameraExposureTime:" + exposure, "err set TofCameraExposureTime:" + exposure,
                    sdk().SetTofCameraExposureTime(ui->widget_exposure_time->value())))
         return;
-    if (running && !FAST_STEP("start stream", "err start stream", sdk().StartStream())) return;
+    if (running && !FAST_STEP("start stream", "err start stream", resumeStream())) return;
     const QString fps = QString::number(ui->widget_fps->value());
     if (!FAST_STEP("set fps:" + fps, "err set fps:" + fps, sdk().SetFrameRate(ui->widget_fps->value()))) return;
 

@@ -160,10 +160,10 @@ void Widget::connectParameterHandlers() {
     connect(ui->radioButton_auto, &QRadioButton::clicked, this, [this] {
         HANDLER_DEBUG("xuan zhong");
         if (ui->checkBox_hdr->isChecked()) {
-            camera_.StopStream();
+            pauseStream();
             HANDLER_LOG("set hdr:0");
             if (!checkError(sdk().SetHDR(false))) HANDLER_LOG("err set hdr:0");
-            if (connected) sdk().StartStream();
+            if (connected) resumeStream();
         }
         ui->checkBox_hdr->setChecked(false);
         ui->checkBox_hdr->setEnabled(false);

@@ -9,6 +9,8 @@
 
 SliderEditer::SliderEditer(QWidget* parent) : QWidget(parent), ui(new Ui::Form) {
     ui->setupUi(this);
+    // The form's placeholder is translated with the editor's own texts.
+    ui->label->setText(tr("TextLabel"));
     // Digits only: no range on the panel goes below zero.
     validator = new QRegExpValidator(QRegExp("[0-9]*", Qt::CaseSensitive, QRegExp::RegExp), this);
     ui->lineEdit->setValidator(validator);

@@ -70,6 +70,18 @@
 <context>
     <name>Widget</name>
     <message>
+        <source>范围错误</source>
+        <translation>Range Error</translation>
+    </message>
+    <message>
+        <source>最小映射值大于最大映射值</source>
+        <translation>The minimum mapping value is greater than the maximum mapping value</translation>
+    </message>
+    <message>
+        <source>网络错误</source>
+        <translation>Network Error</translation>
+    </message>
+    <message>
         <source>Dexalon V2.0.9</source>
         <translation>Dexalon V2.0.9</translation>
     </message>

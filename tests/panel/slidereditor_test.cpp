@@ -4,6 +4,7 @@
 
 #include <QApplication>
 #include <QCheckBox>
+#include <QLabel>
 #include <QLineEdit>
 #include <QSignalSpy>
 #include <QSlider>
@@ -156,6 +157,60 @@ TEST(SliderEditerWidget, ValidatorRejectsNonDigits) {
     e.edit->clear();
     QTest::keyClicks(e.edit, "-1a2");
     EXPECT_EQ(e.edit->text(), "12");
+}
+
+TEST(SliderEditerWidget, NewEditorIsDisabledUntilItsOwnerEnablesIt) {
+    SliderEditer w;
+    auto* slider = w.findChild<QSlider*>("horizontalSlider");
+    auto* edit = w.findChild<QLineEdit*>("lineEdit");
+    EXPECT_FALSE(slider->isEnabled());
+    EXPECT_FALSE(edit->isEnabled());
+    EXPECT_EQ(edit->text(), "0");
+    EXPECT_EQ(slider->singleStep(), 0);  // arrows and groove clicks do not move it
+    EXPECT_EQ(slider->pageStep(), 0);
+    EXPECT_FALSE(slider->hasTracking());
+    w.setRange(1, 4);
+    EXPECT_EQ(edit->text(), "1");  // the slider clamped its 0 to the new minimum
+    EXPECT_EQ(edit->maxLength(), 1);
+}
+
+TEST(SliderEditerWidget, SetEnableLeavesTheCheckBoxAlone) {
+    Editor e(1, 63);
+    e.w.setEnable(true);
+    EXPECT_FALSE(e.w.isChecked());
+    EXPECT_TRUE(e.slider->isEnabled());
+    EXPECT_EQ(e.checked.count(), 0);
+    e.w.setChecked(true);
+    e.w.setEnable(false);
+    EXPECT_TRUE(e.w.isChecked());
+    EXPECT_FALSE(e.edit->isEnabled());
+    e.releaseAt(0.5);  // switched off again: releases are ignored
+    EXPECT_EQ(e.changed.count(), 0);
+    ASSERT_EQ(e.enabled.count(), 3);
+    EXPECT_FALSE(e.enabled.last().at(0).toBool());
+}
+
+TEST(SliderEditerWidget, ReleaseNearTheRightEndSelectsTheMaximum) {
+    Editor e(6, 4000);
+    e.w.setEnable(true);
+    e.slider->resize(1000, 22);
+    QTest::mouseRelease(e.slider, Qt::LeftButton, {}, QPoint(995, 5));  // 99.5%
+    EXPECT_EQ(e.w.value(), 4000);
+    QTest::mouseRelease(e.slider, Qt::LeftButton, {}, QPoint(990, 5));  // 99.0%: not snapped
+    EXPECT_EQ(e.w.value(), 6 + int(3994 * 0.99));
+    EXPECT_EQ(e.changed.count(), 2);
+}
+
+TEST(SliderEditerWidget, LabelIsSizedToItsText) {
+    Editor e(1, 20);
+    auto* label = e.w.findChild<QLabel*>("label");
+    const int w = e.w.setLabelText("Frame Rate Setting");
+    EXPECT_EQ(label->text(), "Frame Rate Setting");
+    EXPECT_EQ(label->minimumWidth(), w);
+    EXPECT_EQ(label->maximumWidth(), w);
+    EXPECT_GT(w, e.w.setLabelText("fps"));
+    e.w.setLabelWidth(180);
+    EXPECT_EQ(label->maximumWidth(), 180);
 }
 
 }  // namespace
