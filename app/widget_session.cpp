@@ -208,6 +208,10 @@ void Widget::on_pushButton_2_clicked() {
     }
     rgbCamera_.exchange(rgbFrames);
     switchUi(rgbLayout);
+    // The panes were shown directly above; share the space among those the
+    // model actually has.
+    setProportion();
+    resetMinSzie();
 
     streaming.exchange(true);
     ui->pushButton_2->setText(tr("停止"));
