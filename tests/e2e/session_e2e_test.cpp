@@ -186,6 +186,40 @@ private slots:
         QVERIFY(s.prompts().requests.isEmpty());
     }
 
+    void searchWhileStreamingStopsFirstEvenWhenTheStopFails() {
+        QVERIFY(s.search(2));
+        QVERIFY(s.startCamera(kRgbCam));
+        // The search button is disabled while streaming; the slot is what
+        // other paths (and a future shortcut) run.
+        QVERIFY(QMetaObject::invokeMethod(&s.window(), "on_pushButton_clicked"));
+        QCOMPARE(countOf(kRgbCam, "StopStream"), 1);
+        QCOMPARE(s.combo()->count(), 2);
+        QVERIFY(!s.window().streaming);
+        QCOMPARE(s.button("pushButton_2")->text(), QString("开始"));
+
+        QVERIFY(s.startCamera(kRgbCam));
+        s.camera(kRgbCam).camera().failNext("StopStream", 3);
+        QVERIFY(QMetaObject::invokeMethod(&s.window(), "on_pushButton_clicked"));
+        QCOMPARE(countOf(kRgbCam, "StopStream"), 2);
+        QCOMPARE(s.combo()->count(), 2);
+        QVERIFY(s.button("pushButton")->isEnabled());
+        QVERIFY(s.prompts().requests.isEmpty());
+    }
+
+    void linkLossWhileStoppedIsOnlyLogged() {
+        QVERIFY(s.search(2));
+        QVERIFY(s.startCamera(kPlainCam));
+        QVERIFY(s.stop());
+        s.kill(kPlainCam);
+        QVERIFY(s.waitForLog("sdk callback:"));
+        QTest::qWait(2500);
+        QCOMPARE(s.logCount("try to reinit..."), 0);
+        QCOMPARE(s.logCount("reconnect "), 0);
+        QVERIFY(!s.window().reconnectRequested);
+        QCOMPARE(s.button("pushButton_2")->text(), QString("开始"));
+        QVERIFY(s.prompts().requests.isEmpty());
+    }
+
     void lostCameraIsReconnectedWhenItReturns() {
         QVERIFY(s.search(2));
         QVERIFY(s.startCamera(kPlainCam));
