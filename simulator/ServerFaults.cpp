@@ -51,15 +51,15 @@ bool CameraServer::Impl::restartOnIo() {
     if (!killed) return true;
     // A power cycle: whatever was not stored is gone.
     camera->reboot();
-    std::string err;
-    const bool ok = openSockets(err);
-    if (!ok) {
-        setError(err);
-        return false;
-    }
+    // Alive before the sockets say "up", so whoever waits for that sees it alive.
     killed = false;
     killedFlag = false;
-    return true;
+    std::string err;
+    if (openSockets(err)) return true;
+    killed = true;
+    killedFlag = true;
+    setError(err);
+    return false;
 }
 
 void CameraServer::Impl::deferWhilePaused(const Connection::Ptr& conn, const d3proto::Message& msg) {
