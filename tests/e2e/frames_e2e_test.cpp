@@ -140,7 +140,9 @@ private slots:
 
         // Stop: the workers idle and the panes keep the last frame.
         QVERIFY(s.stop());
-        QTest::qWait(300);
+        // A read in progress at the stop still delivers its frame; the SDK
+        // timeout (1 s) bounds it.
+        QTest::qWait(1500);
         const unsigned depAfterStop = w().paintedFrames(1);
         QTest::qWait(600);
         QCOMPARE(w().paintedFrames(1), depAfterStop);
@@ -203,7 +205,7 @@ private slots:
         QVERIFY(clickBox("checkBoxCp"));
         QVERIFY(s.child<QWidget>("widget_IR")->isHidden());
         QVERIFY(s.child<QWidget>("widget_CP")->isHidden());
-        QTest::qWait(300);  // a paint queued before the click may still land
+        QTest::qWait(1500);  // a frame read before the click may still be handed over
         const unsigned ir = w().paintedFrames(2), cloud = w().paintedFrames(3);
         QVERIFY(advances([&] { return w().paintedFrames(1); }, 8));
         QCOMPARE(w().paintedFrames(2), ir);
