@@ -112,7 +112,11 @@ void Camera::getParameter(Command cmd, const CameraSettings& s, Json& reply) con
     auto value = [&reply](auto v) { reply = {{"value", v}}; };
     switch (cmd) {
         case Command::GetTofExposureTime:
-            value(s.tofAutoExposure && lastExposureUs_ > 0 ? int(lastExposureUs_) : s.tofExposureUs);
+            // Single integration has no programmable exposure: the camera reports 0.
+            if (s.singleIntegral)
+                value(0);
+            else
+                value(s.tofAutoExposure && lastExposureUs_ > 0 ? int(lastExposureUs_) : s.tofExposureUs);
             break;
         case Command::GetTofExposureMode:
             value(s.tofAutoExposure ? 0 : 1);
@@ -183,10 +187,14 @@ int32_t Camera::setParameter(Command cmd, const Json& args, CameraSettings& s) {
         case Command::SetSingleIntegralMode:
             if (args.contains("value") && !d3proto::getBool(args, "value", b)) return st::kProtocolError;
             s.singleIntegral = args.contains("value") ? b : true;
+            if (s.singleIntegral) s.hdr = false;  // one integration cannot merge two exposures
             return st::kSuccess;
         case Command::SetHdr:
             if (!d3proto::getBool(args, "value", b)) return st::kProtocolError;
             s.hdr = b;
+            // Any HDR command reprograms the integration scheme, which is how
+            // a client leaves single-integration (fast) mode.
+            s.singleIntegral = false;
             return st::kSuccess;
         case Command::SetFrameRate: {
             const int32_t r = setRange(args, 1, 25, s.frameRate);

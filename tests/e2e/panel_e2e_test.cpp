@@ -319,6 +319,7 @@ private slots:
         const auto all = received();
         QCOMPARE(all[2].args["value"].toBool(), true);
         QCOMPARE(all[3].args["value"].toBool(), false);
+        QVERIFY(!cameraSettings().singleIntegral);  // the HDR on/off pair leaves single integration
         QVERIFY(cameraSettings().flyPixel.enable);  // the one filter that was on comes back
         QVERIFY(!cameraSettings().timeMedian.enable);
         QVERIFY(s.button("pushButton_save_config")->isEnabled());
@@ -391,7 +392,7 @@ private slots:
 
     void readBackOfFastModeAndTopRates() {
         d3sim::CameraSettings c;
-        c.tofExposureUs = 0;  // what a camera in fast mode reports
+        c.singleIntegral = true;  // such a camera reports exposure 0
         c.frameRate = 25;
         s.camera(kCam).camera().setSettings(c);
         QVERIFY(s.search(1));

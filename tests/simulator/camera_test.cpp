@@ -176,6 +176,21 @@ TEST(CameraCommands, InjectedFailureHitsOnlyTheNamedCommandOnceWithoutActing) {
     EXPECT_EQ(run(cam, Command::SetIrGamma, {{"value", 6}}), st::kBusy);  // any command
 }
 
+// Fast mode is entered with single integration and left by any HDR command;
+// while in it the camera reports exposure 0, which is how a client spots it.
+TEST(CameraCommands, SingleIntegrationReportsZeroExposureUntilAnHdrCommand) {
+    Camera cam = makeCamera('3');
+    run(cam, Command::SetTofExposureTime, {{"value", 800}});
+    run(cam, Command::SetHdr, {{"value", true}});
+    run(cam, Command::SetSingleIntegralMode);
+    EXPECT_FALSE(cam.settings().hdr);
+    EXPECT_EQ(get(cam, Command::GetTofExposureTime)["value"], 0);
+    run(cam, Command::SetHdr, {{"value", true}});
+    run(cam, Command::SetHdr, {{"value", false}});
+    EXPECT_FALSE(cam.settings().singleIntegral);
+    EXPECT_EQ(get(cam, Command::GetTofExposureTime)["value"], 800);
+}
+
 TEST(CameraStore, SavedConfigurationSurvivesARestartAndDeleteRestoresDefaults) {
     TempDir dir;
     const CameraSettings defaults;
