@@ -43,15 +43,23 @@ void debug::flushPending() {
         lines.swap(pending_);
         flushScheduled_ = false;
     }
-    for (const QString& line : lines) appendLine(line);
+    if (lines.isEmpty()) return;
+    // The first line decides: a view that follows it would follow each of
+    // the others too (a line is shorter than the follow distance), and one
+    // that stays keeps staying. Moving the cursor once per batch instead of
+    // once per line keeps a burst of thousands of lines from stalling the GUI.
+    const bool following = appendLine(lines.first());
+    for (int i = 1; i < lines.size(); ++i) ui->textBrowser->append(lines[i]);
+    if (following && lines.size() > 1) ui->textBrowser->moveCursor(QTextCursor::End);
 }
 
-void debug::appendLine(const QString& line) {
+bool debug::appendLine(const QString& line) {
     ui->textBrowser->append(line);
     const QScrollBar* bar = ui->textBrowser->verticalScrollBar();
     // Someone scrolled up to read: leave the view where it is.
-    if (bar->maximum() - bar->value() > kFollowDistance) return;
+    if (bar->maximum() - bar->value() > kFollowDistance) return false;
     ui->textBrowser->moveCursor(QTextCursor::End);
+    return true;
 }
 
 void debug::on_pushButton_clicked() { ui->textBrowser->clear(); }

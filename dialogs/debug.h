@@ -35,7 +35,8 @@ private slots:
 
 private:
     void flushPending();
-    void appendLine(const QString& line);
+    // True when the view followed the new line to the bottom.
+    bool appendLine(const QString& line);
 
     Ui::debug* ui;
 

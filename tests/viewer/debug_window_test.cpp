@@ -64,6 +64,18 @@ private slots:
         else
             QCOMPARE(bar->value(), start);
         QCOMPARE(lines(d).last(), QString("newest"));
+
+        // A burst from another thread is drained as one batch and keeps the same choice.
+        const int beforeBurst = bar->value();
+        std::thread worker([&d] {
+            for (int i = 0; i < 200; ++i) d.appendLog(QString("burst %1").arg(i));
+        });
+        worker.join();
+        QTRY_COMPARE(lines(d).last(), QString("burst 199"));
+        if (follows)
+            QVERIFY(bar->maximum() - bar->value() <= view(d)->document()->documentMargin());
+        else
+            QCOMPARE(bar->value(), beforeBurst);
     }
 
     void clearEmptiesTheView() {
