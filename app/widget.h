@@ -286,6 +286,9 @@ private:
     // Silently shows the spatial filter state; the kernel combo only talks
     // to the camera while the filter is on.
     void showSpatialFilter(bool on, int comboIndex);
+    // The filter defaults sent one by one, shared by both default slots;
+    // false when the session was lost on the way.
+    bool sendFilterDefaults(const char* slot);
     // Stop and restart of the camera's stream around a mode change. The
     // session still counts as streaming for the user, but the frame workers
     // idle meanwhile instead of logging a failed read per spin.

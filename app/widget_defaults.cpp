@@ -4,6 +4,7 @@
 #include <QRadioButton>
 #include <QSignalBlocker>
 #include <chrono>
+#include <functional>
 #include <thread>
 
 #include "panellog.h"
@@ -44,20 +45,7 @@ void Widget::filteringDefaultConfiguration() {
     ui->widget_fly_filter->setValue(kDefaultFlyFilter);
     ui->widget_confidence_filter->setValue(kDefaultConfidenceFilter);
 
-    const char* f = "filteringDefaultConfiguration";
-    // Outside normal mode the time filter belongs to the trigger mode.
-    if (ui->comboBox_mode->currentIndex() == 0) {
-        const float time = PanelRules::kernelSize(kDefaultTimeFilter);
-        DEFAULT_STEP(f, "timeval:" + filterLogText(false, time),
-                     sdk().SetTimeMedianFilter(FilterParam{false, time, kFilterValue2}));
-    }
-    DEFAULT_STEP(f, "flyval:" + filterLogText(true, kDefaultFlyFilter),
-                 sdk().SetFlyPixeFilter(FilterParam{true, float(kDefaultFlyFilter), kFilterValue2}));
-    DEFAULT_STEP(f, "confidenceval:" + filterLogText(true, kDefaultConfidenceFilter),
-                 sdk().SetConfidenceFilter(FilterParam{true, float(kDefaultConfidenceFilter), kFilterValue2}));
-    DEFAULT_STEP(f, "Spatialval:" + filterLogText(true, kDefaultSpatialKernel),
-                 sdk().SetSpatialFilter(FilterParam{true, kDefaultSpatialKernel, kFilterValue2}));
-    showSpatialFilter(true, 0);
+    sendFilterDefaults("filteringDefaultConfiguration");
 }
 
 void Widget::DefaultConfigurationSlots() {
@@ -79,19 +67,7 @@ void Widget::DefaultConfigurationSlots() {
     pause(500);
     if (!checkError(resumeStream())) NAMED_LOG(f, "err start stream");
     if (!connected) return;
-
-    if (ui->comboBox_mode->currentIndex() == 0) {
-        const float time = PanelRules::kernelSize(kDefaultTimeFilter);
-        DEFAULT_STEP(f, "timeval:" + filterLogText(false, time),
-                     sdk().SetTimeMedianFilter(FilterParam{false, time, kFilterValue2}));
-    }
-    DEFAULT_STEP(f, "flyval:" + filterLogText(true, kDefaultFlyFilter),
-                 sdk().SetFlyPixeFilter(FilterParam{true, float(kDefaultFlyFilter), kFilterValue2}));
-    DEFAULT_STEP(f, "confidenceval:" + filterLogText(true, kDefaultConfidenceFilter),
-                 sdk().SetConfidenceFilter(FilterParam{true, float(kDefaultConfidenceFilter), kFilterValue2}));
-    DEFAULT_STEP(f, "Spatialval:" + filterLogText(true, kDefaultSpatialKernel),
-                 sdk().SetSpatialFilter(FilterParam{true, kDefaultSpatialKernel, kFilterValue2}));
-    showSpatialFilter(true, 0);
+    if (!sendFilterDefaults(f)) return;
 
     ui->radioButton_manual->setChecked(true);
     ui->checkBox_hdr->setEnabled(true);
@@ -143,3 +119,34 @@ void Widget::DefaultConfigurationSlots() {
     if (!checkError(resumeStream())) NAMED_LOG(f, "err start stream");
 }
 #undef DEFAULT_STEP
+
+bool Widget::sendFilterDefaults(const char* f) {
+    const auto step = [&](const QString& text, const std::function<ReturnCode()>& call) {
+        NAMED_LOG(f, QStringLiteral("set ") + text);
+        if (checkError(call())) return true;
+        NAMED_LOG(f, QStringLiteral("err set ") + text);
+        return bool(connected);  // a failure goes on unless the session is gone
+    };
+    // Outside normal mode the time filter belongs to the trigger mode.
+    if (ui->comboBox_mode->currentIndex() == 0) {
+        const float time = PanelRules::kernelSize(kDefaultTimeFilter);
+        if (!step("timeval:" + filterLogText(false, time), [&] {
+                return sdk().SetTimeMedianFilter(FilterParam{false, time, kFilterValue2});
+            }))
+            return false;
+    }
+    if (!step("flyval:" + filterLogText(true, kDefaultFlyFilter), [&] {
+            return sdk().SetFlyPixeFilter(FilterParam{true, float(kDefaultFlyFilter), kFilterValue2});
+        }))
+        return false;
+    if (!step("confidenceval:" + filterLogText(true, kDefaultConfidenceFilter), [&] {
+            return sdk().SetConfidenceFilter(FilterParam{true, float(kDefaultConfidenceFilter), kFilterValue2});
+        }))
+        return false;
+    if (!step("Spatialval:" + filterLogText(true, kDefaultSpatialKernel), [&] {
+            return sdk().SetSpatialFilter(FilterParam{true, kDefaultSpatialKernel, kFilterValue2});
+        }))
+        return false;
+    showSpatialFilter(true, 0);
+    return true;
+}
