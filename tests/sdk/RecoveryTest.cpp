@@ -269,15 +269,21 @@ TEST_F(Recovery, StoredConfigurationAndAddressSurviveRestartsOfTheSimulator) {
     mode.isStatic = true;
     ASSERT_EQ(dm.SetNetworkMode(mode), SUCCESS);
     ASSERT_TRUE(waitFor([&] { return lost > 0; }, 5000));
-    dm.DisconnectFromDevice();
-    cams.reset();
+    // A power cycle: the simulator started again on the camera's old
+    // address and state folder, then a fresh session; the frame rate read.
+    const auto restartAndReadFps = [&] {
+        dm.DisconnectFromDevice();
+        cams.reset();
+        cams = startCamera("127.0.85.70", '1', stateDir.string());
+        int read = -1;
+        EXPECT_EQ(dm.InitDevice(serial, true), SUCCESS);
+        EXPECT_EQ(dm.GetFrameRate(read), SUCCESS);
+        return read;
+    };
 
     // Started again on its old address, the camera comes up where it was told to go.
-    cams = startCamera("127.0.85.70", '1', stateDir.string());
+    EXPECT_EQ(restartAndReadFps(), 6);
     EXPECT_EQ((*cams)[0].address(), "127.0.85.80");
-    ASSERT_EQ(dm.InitDevice(serial, true), SUCCESS);
-    ASSERT_EQ(dm.GetFrameRate(fps), SUCCESS);
-    EXPECT_EQ(fps, 6);
 
     // Reset of the stored configuration: defaults after its reboot and after a restart.
     lost = 0;
@@ -288,22 +294,12 @@ TEST_F(Recovery, StoredConfigurationAndAddressSurviveRestartsOfTheSimulator) {
     EXPECT_EQ(fps, defaultFps);
     ASSERT_EQ(dm.SetFrameRate(8), SUCCESS);
     ASSERT_EQ(dm.SaveConfigureInfo(), SUCCESS);
-    dm.DisconnectFromDevice();
-    cams.reset();
 
     // Factory reset: the stored settings go, the address stays.
-    cams = startCamera("127.0.85.70", '1', stateDir.string());
-    ASSERT_EQ(dm.InitDevice(serial, true), SUCCESS);
-    ASSERT_EQ(dm.GetFrameRate(fps), SUCCESS);
-    EXPECT_EQ(fps, 8);
+    EXPECT_EQ(restartAndReadFps(), 8);
     lost = 0;
     ASSERT_EQ(dm.RecoveryDefaultConfigure(), SUCCESS);
     ASSERT_TRUE(waitFor([&] { return lost > 0; }, 5000));
-    dm.DisconnectFromDevice();
-    cams.reset();
-    cams = startCamera("127.0.85.70", '1', stateDir.string());
+    EXPECT_EQ(restartAndReadFps(), defaultFps);
     EXPECT_EQ((*cams)[0].address(), "127.0.85.80");
-    ASSERT_EQ(dm.InitDevice(serial, true), SUCCESS);
-    ASSERT_EQ(dm.GetFrameRate(fps), SUCCESS);
-    EXPECT_EQ(fps, defaultFps);
 }
