@@ -45,8 +45,8 @@ bool ControlChannel::connect(const std::string& ip, uint16_t port, std::chrono::
     {
         std::lock_guard<std::mutex> lock(stateMutex_);
         lastReceived_ = Clock::now();
+        broken_ = false;
     }
-    broken_ = false;
     readHeader();
     thread_ = std::thread([this] { io_.run(); });
     return true;
@@ -58,7 +58,12 @@ void ControlChannel::close() {
 }
 
 void ControlChannel::fail() {
-    broken_ = true;
+    {
+        // Under the lock a waiting request holds between testing broken_ and
+        // going to sleep, so it either sees the break or gets the wake-up.
+        std::lock_guard<std::mutex> lock(stateMutex_);
+        broken_ = true;
+    }
     replied_.notify_all();
 }
 

@@ -43,6 +43,9 @@ public:
     std::chrono::steady_clock::time_point lastReceived() const;
 
 private:
+    // Lets tests stand where a waiting request stands: holding the state lock.
+    friend struct ControlChannelProbe;
+
     void readHeader();
     void readPayload();
     void fail();
@@ -64,6 +67,8 @@ private:
     int32_t replyStatus_ = 0;
     std::vector<uint8_t> replyPayload_;
     std::chrono::steady_clock::time_point lastReceived_;
+    // Set only under stateMutex_ once the io thread runs (waiters test it
+    // there); atomic for the readers that take no lock.
     std::atomic<bool> broken_{false};
 };
 

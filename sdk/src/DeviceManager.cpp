@@ -34,21 +34,42 @@ std::chrono::milliseconds leftUntil(Clock::time_point deadline, std::chrono::mil
     return std::clamp(left, std::chrono::milliseconds(1), cap);
 }
 
-// "serial:ip", a bare address or a bare serial -> the camera's discovery
-// answer. Asking the address directly also tells us its control port and
-// confirms the serial; a bare serial needs a broadcast search. Searches end
-// by `deadline`.
-ReturnCode locate(const std::string& device, d3proto::DeviceInfo& out, Clock::time_point deadline) {
-    std::string serial, ip;
+// A device string: "serial:ip", a bare address or a bare serial. Either
+// part may be empty.
+struct DeviceName {
+    std::string serial;
+    std::string ip;
+};
+
+DeviceName parseDeviceName(const std::string& device) {
+    DeviceName name;
     const auto colon = device.rfind(':');
     if (colon != std::string::npos) {
-        serial = device.substr(0, colon);
-        ip = device.substr(colon + 1);
+        name.serial = device.substr(0, colon);
+        name.ip = device.substr(colon + 1);
     } else if (looksLikeIpv4(device)) {
-        ip = device;
+        name.ip = device;
     } else {
-        serial = device;
+        name.serial = device;
     }
+    return name;
+}
+
+// Whether `device` names the camera `info` describes. The serial decides
+// when there is one (the camera may have moved); otherwise the address.
+bool names(const std::string& device, const d3proto::DeviceInfo& info) {
+    const DeviceName name = parseDeviceName(device);
+    if (!name.serial.empty()) return name.serial == info.serial;
+    return !name.ip.empty() && name.ip == info.ip;
+}
+
+// A device string -> the camera's discovery answer. Asking the address
+// directly also tells us its control port and confirms the serial; a bare
+// serial needs a broadcast search. Searches end by `deadline`.
+ReturnCode locate(const std::string& device, d3proto::DeviceInfo& out, Clock::time_point deadline) {
+    const DeviceName name = parseDeviceName(device);
+    const std::string& serial = name.serial;
+    const std::string& ip = name.ip;
     if (!ip.empty() && !looksLikeIpv4(ip)) return INVALID_PARAMETER;
     const uint16_t port = d3sdk::discoveryPort();
     const auto wait = std::chrono::milliseconds(300);
@@ -91,12 +112,41 @@ ReturnCode DeviceManager::Impl::require(std::shared_ptr<Session>& out) {
 void DeviceManager::Impl::notifyLost(const std::string& serial, const std::string& message) {
     std::function<void(std::string, std::string, void*)> cb;
     void* user;
+    CallbackCall call{std::this_thread::get_id(), 0};
     {
         std::lock_guard<std::mutex> lock(mutex);
+        if (!callback) return;
         cb = callback;
         user = callbackUser;
+        call.generation = callbackGeneration;
+        callbackCalls.push_back(call);
     }
-    if (cb) cb(serial, message, user);
+    cb(serial, message, user);
+    // Our copy goes before the call counts as ended: what it captured may
+    // belong to an application that unregisters and then cleans up.
+    cb = nullptr;
+    {
+        std::lock_guard<std::mutex> lock(mutex);
+        callbackCalls.erase(std::find_if(callbackCalls.begin(), callbackCalls.end(), [&](const CallbackCall& c) {
+            return c.thread == call.thread && c.generation == call.generation;
+        }));
+    }
+    callbackCallEnded.notify_all();
+}
+
+void DeviceManager::Impl::replaceCallback(std::function<void(std::string, std::string, void*)> cb, void* user) {
+    const auto me = std::this_thread::get_id();
+    std::unique_lock<std::mutex> lock(mutex);
+    // The previous callback is destroyed outside the lock: its captures may
+    // call into us from their destructors.
+    cb.swap(callback);
+    callbackUser = user;
+    const uint64_t replaced = callbackGeneration++;
+    callbackCallEnded.wait(lock, [&] {
+        return std::none_of(callbackCalls.begin(), callbackCalls.end(),
+                            [&](const CallbackCall& c) { return c.thread != me && c.generation <= replaced; });
+    });
+    lock.unlock();
 }
 
 namespace {
@@ -156,9 +206,7 @@ ReturnCode DeviceManager::SetTimeout(unsigned int ms) {
 
 void DeviceManager::RegisterNetworkMonitoringCallback(std::function<void(std::string, std::string, void*)> cb,
                                                       void* user) {
-    std::lock_guard<std::mutex> lock(impl_->mutex);
-    impl_->callback = std::move(cb);
-    impl_->callbackUser = user;
+    impl_->replaceCallback(std::move(cb), user);
 }
 
 std::vector<std::string> DeviceManager::FindDevices() {
@@ -170,12 +218,22 @@ std::vector<std::string> DeviceManager::FindDevices() {
 }
 
 ReturnCode DeviceManager::InitDevice(const std::string& device, bool tcp) {
+    std::shared_ptr<Session> replaced;
     {
         std::lock_guard<std::mutex> lock(impl_->mutex);
-        if (impl_->session && !impl_->session->lost()) return ALREADY_CONNECTED;
+        const std::shared_ptr<Session>& open = impl_->session;
+        if (open && !open->lost()) {
+            // Asking again for the camera we hold is not an error (an
+            // application starting over after StopStream): the session stays
+            // as it is. Only another transport needs a new session.
+            if (!names(device, open->info())) return ALREADY_CONNECTED;
+            if (open->tcp() == tcp) return SUCCESS;
+        }
+        // A session whose link died is replaced without ceremony.
+        replaced.swap(impl_->session);
     }
-    // A session whose link died is replaced without ceremony.
-    DisconnectFromDevice();
+    // Outside the lock, as in DisconnectFromDevice.
+    if (replaced) replaced->close();
     return openDevice(*impl_, device, tcp, Clock::time_point());
 }
 

@@ -2,10 +2,14 @@
 #pragma once
 
 #include <atomic>
+#include <condition_variable>
+#include <cstdint>
 #include <functional>
 #include <memory>
 #include <mutex>
 #include <string>
+#include <thread>
+#include <vector>
 
 #include "Session.h"
 #include "d3_sdk/DeviceManager.h"
@@ -24,12 +28,31 @@ struct DeviceManager::Impl {
     ReturnCode require(std::shared_ptr<d3sdk::Session>& out);
 
     std::chrono::milliseconds timeout() const { return std::chrono::milliseconds(timeoutMs.load()); }
+    // Calls the monitoring callback, outside `mutex`: it may call back into us.
     void notifyLost(const std::string& serial, const std::string& message);
+    // Installs a new monitoring callback and returns once no other thread is
+    // still running one installed before it.
+    void replaceCallback(std::function<void(std::string, std::string, void*)> cb, void* user);
 
-    std::mutex mutex;  // guards session, callback, last device
+    std::mutex mutex;  // guards session, the callback and its calls, last device
     std::shared_ptr<d3sdk::Session> session;
     std::function<void(std::string, std::string, void*)> callback;
     void* callbackUser = nullptr;
+    // Callback calls in progress: the calling thread and the generation of the
+    // callback it runs (callbackGeneration when it was taken). An application
+    // may destroy what its callback uses once it has unregistered it, so
+    // replacing a callback waits for its calls on other threads; a call on the
+    // replacing thread itself (a callback that unregisters itself) cannot be
+    // waited for. Callbacks do not exclude each other: one that opens a new
+    // session and closes it again must not wait for that session's own loss
+    // notice.
+    struct CallbackCall {
+        std::thread::id thread;
+        uint64_t generation;
+    };
+    std::vector<CallbackCall> callbackCalls;
+    uint64_t callbackGeneration = 0;
+    std::condition_variable callbackCallEnded;
     // The camera the last successful InitDevice opened, for ReconnectDevice.
     std::string lastSerial;
     std::string lastIp;

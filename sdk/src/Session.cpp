@@ -25,6 +25,7 @@ Session::~Session() { close(); }
 
 ReturnCode Session::open(const d3proto::DeviceInfo& info, const std::string& clientId, bool tcp) {
     info_ = info;
+    tcp_ = tcp;
     if (!control_.connect(info.ip, info.controlPort, timeout_())) return INIT_NETWORK_FAILED;
 
     d3proto::SessionRequest req;

@@ -49,6 +49,8 @@ public:
     const d3proto::DeviceInfo& info() const { return info_; }
     const Calibration& calibration() const { return cal_; }
     bool hasRgb() const { return cal_.image.rgb; }
+    // The stream's transport: TCP, or datagrams when false.
+    bool tcp() const { return tcp_; }
     bool lost() const { return lost_; }
     bool streaming() const { return streaming_; }
 
@@ -80,6 +82,7 @@ private:
     Calibration cal_;
     int heartbeatMs_ = 1000;
     int silenceMs_ = 3000;
+    bool tcp_ = true;
 
     ControlChannel control_;
     FrameExchange exchange_;

@@ -6,6 +6,7 @@
 #include <thread>
 
 #include "NetworkFixture.h"
+#include "d3_sdk/Extensions.h"
 
 using sdktest::startCameras;
 
@@ -50,12 +51,57 @@ TEST_F(Session, OpensByListEntryAddressOrSerialAndReportsIdentity) {
         EXPECT_EQ(dm.GetVersion(fw, dv), SUCCESS);
         EXPECT_FALSE(fw.empty());
         EXPECT_FALSE(dv.empty());
-        EXPECT_EQ(dm.InitDevice(name, true), ALREADY_CONNECTED);
+        EXPECT_EQ(dm.InitDevice(name, true), SUCCESS);  // the open camera again: kept
         EXPECT_EQ(dm.DisconnectFromDevice(), SUCCESS);
     }
     EXPECT_EQ(dm.DisconnectFromDevice(), NOT_CONNECTED);
     EXPECT_EQ(dm.StartStream(), NOT_CONNECTED);
     EXPECT_EQ(dm.InitDevice("127.0.76.99", true), INIT_NETWORK_FAILED);
+}
+
+// A viewer that stopped the stream asks for its camera again before starting
+// it: the session stays as it is. The other transport needs a new session;
+// another camera is refused while one is open.
+TEST_F(Session, InitDeviceOnTheOpenCameraKeepsOrReopensItAndRefusesAnother) {
+    d3sim::CameraServer& cam = (*cams_)[1];
+    d3sim::CameraServer& other = (*cams_)[0];
+    const auto logged = [](d3sim::CameraServer& c, const std::string& command, const std::string& argsPart = "") {
+        const auto log = c.camera().commandLog();
+        return std::count_if(log.begin(), log.end(), [&](const d3sim::LoggedCommand& l) {
+            return l.name == command && l.args.find(argsPart) != std::string::npos;
+        });
+    };
+    DataContainer<uint16_t> depth;
+    ASSERT_EQ(dm.InitDevice(cam.deviceString(), true), SUCCESS);
+    ASSERT_EQ(dm.StartStream(), SUCCESS);
+    ASSERT_EQ(dm.StopStream(), SUCCESS);
+    cam.camera().clearCommandLog();
+    other.camera().clearCommandLog();
+    for (const std::string& name : {cam.deviceString(), cam.address(), cam.serial()})
+        EXPECT_EQ(dm.InitDevice(name, true), SUCCESS) << name;
+    EXPECT_EQ(logged(cam, "OpenSession"), 0);
+    EXPECT_EQ(logged(cam, "CloseSession"), 0);
+    ASSERT_EQ(dm.StartStream(), SUCCESS);
+    EXPECT_EQ(dm.GetTofData(&depth, nullptr, nullptr, nullptr), SUCCESS);
+    EXPECT_EQ(dm.InitDevice(cam.deviceString(), true), SUCCESS);  // while streaming, too
+    EXPECT_EQ(dm.GetTofData(&depth, nullptr, nullptr, nullptr), SUCCESS);
+    EXPECT_EQ(logged(cam, "OpenSession"), 0);
+
+    for (const std::string& name : {other.deviceString(), other.address(), other.serial()})
+        EXPECT_EQ(dm.InitDevice(name, true), ALREADY_CONNECTED) << name;
+    EXPECT_EQ(logged(other, "OpenSession"), 0);
+
+    ASSERT_EQ(dm.InitDevice(cam.serial(), false), SUCCESS);
+    EXPECT_EQ(logged(cam, "CloseSession"), 1);
+    EXPECT_EQ(logged(cam, "OpenSession", "\"transport\":\"udp\""), 1);
+    ASSERT_EQ(dm.StartStream(), SUCCESS);
+    EXPECT_EQ(dm.GetTofData(&depth, nullptr, nullptr, nullptr), SUCCESS);
+    d3sdk::StreamStats stats;
+    ASSERT_EQ(d3sdk::GetStreamStats(stats), SUCCESS);
+    EXPECT_TRUE(stats.udp);
+    EXPECT_EQ(dm.InitDevice(cam.address(), false), SUCCESS);
+    EXPECT_EQ(logged(cam, "OpenSession"), 1);
+    EXPECT_EQ(dm.DisconnectFromDevice(), SUCCESS);
 }
 
 TEST_F(Session, ImageInfoAndIntrinsicsFollowTheModel) {

@@ -35,7 +35,7 @@ enum ReturnCode : int32_t {
     ACCESS_DENIED = 11,         // wrong access word
     PROTOCOL_ERROR = 12,        // malformed or unexpected answer from the camera
     DEVICE_NOT_FOUND = 13,      // no camera answers to that name
-    ALREADY_CONNECTED = 14,     // a session is already open
+    ALREADY_CONNECTED = 14,     // a session to another camera is already open
     REFUSED_WHILE_STREAMING = 15,
     NETWORK_ERROR = 33,         // link to the camera lost
     NOT_STREAMING = 34,         // StopStream while the stream is not running
@@ -150,9 +150,18 @@ public:
 
     // Session and discovery
     ReturnCode SetTimeout(unsigned int ms);
+    // cb(serial, message, user) runs on an SDK thread when the link to the
+    // open camera is lost; it may call back into the SDK. Registering another
+    // callback (or nullptr) returns only once no call of the previous one is
+    // still running on another thread, so what it used may then be destroyed.
+    // It may also be called from inside the callback.
     void RegisterNetworkMonitoringCallback(std::function<void(std::string, std::string, void*)> cb,
                                            void* user);
     std::vector<std::string> FindDevices();
+    // device: "serial:ip" as FindDevices lists it, a serial or an address.
+    // With a session open: SUCCESS if it is to that camera with the same tcp
+    // flag (the session is kept as it is), the camera reopened with the other
+    // transport if the flag differs, ALREADY_CONNECTED for any other camera.
     ReturnCode InitDevice(const std::string& device, bool tcp = true);
     ReturnCode DisconnectFromDevice();
     ReturnCode ReconnectDevice(unsigned int ms);
