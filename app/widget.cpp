@@ -1,20 +1,25 @@
-// Construction, signal wiring, the SDK callback and closing of the main window.
+// Construction, wiring, menus and closing of the main window.
 #include "widget.h"
 
 #include <QCloseEvent>
-#include <QDebug>
+#include <QFile>
 #include <QFontDatabase>
-#include <QHeaderView>
+#include <QMenuBar>
 #include <QTextCursor>
-#include <chrono>
 
+#include "acquisition.h"
+#include "camerasession.h"
+#include "cloudpoint.h"
+#include "controlpanel.h"
 #include "debug.h"
+#include "framedisplay.h"
 #include "netsetting.h"
+#include "panearea.h"
+#include "promptpresenter.h"
+#include "sessionpanel.h"
 #include "tcporudp.h"
 #include "ui_widget.h"
 #include "uiprompt.h"
-
-std::atomic<Widget*> mainWindow{nullptr};
 
 // Resources live in a static library; naming them here makes the linker keep
 // them in every program that builds the window. (The macro declares the
@@ -44,23 +49,10 @@ void installFontFallback() {
     if (!chinese.isEmpty()) QFont::insertSubstitution(kFormFont, chinese.first());
 }
 
-// Registered with the SDK; runs on the SDK's own thread, so it only logs,
-// emits queued signals and flips atomics.
-void linkMonitor(std::string sn, std::string error, void*) {
-    Widget* window = mainWindow.load();
-    if (!window) return;
-    qDebug() << QString::fromLocal8Bit(sn.c_str()) << QString::fromLocal8Bit(error.c_str());
-    window->emitcallback(sn, error);
-    if (window->streaming.exchange(false)) {
-        window->emitcallback(sn, "try to reinit...");
-        window->emitReconnect();
-    }
-}
-
 }  // namespace
 
-Widget::Widget(QWidget* parent, CameraApi* camera)
-    : QWidget(parent), ui(new Ui::Widget), camera_(camera ? *camera : CameraApi::device()) {
+Widget::Widget(QWidget* parent, CameraInterface* camera)
+    : QWidget(parent), ui(new Ui::Widget), camera_(camera ? *camera : CameraInterface::device()) {
     initResources();
     installFontFallback();
 
@@ -72,160 +64,162 @@ Widget::Widget(QWidget* parent, CameraApi* camera)
     // main window has closed.
     for (QWidget* helper : QList<QWidget*>{debugWindow_, tcpDialog_, netDialog_})
         helper->setAttribute(Qt::WA_QuitOnClose, false);
-    mainWindow = this;
-    buildMap();
 
-    registerMetaTypes();
-
-    connect(this, &Widget::callbackmsg, this, [this](std::string sn, std::string error) {
-        debugWindow_->appendLog("sdk callback:" + QString::fromLocal8Bit(sn.c_str()) +
-                                QString::fromLocal8Bit(error.c_str()));
-    });
-    connect(this, &Widget::Reconnect, this, [this] { reconnectRequested.exchange(true); });
-
-    ui->setupUi(this);
-
-    frames_ = std::make_unique<FrameBuffers>();
-    config_ = new QJsonObject;
-    sceneIR = new QGraphicsScene(this);
-    sceneRgb = new QGraphicsScene(this);
-    sceneDep = new QGraphicsScene(this);
-    ui->widgetCp->configurePoints(false, 640 * 480, 640, 480);
-    ui->graphicsViewIR->setScene(sceneIR);
-    ui->graphicsViewRgb->setScene(sceneRgb);
-    ui->graphicsViewDep->setScene(sceneDep);
-    ui->graphicsViewIR->setImageSize(QSize(640, 480));
-    ui->graphicsViewDep->setImageSize(QSize(640, 480));
-    ui->graphicsViewRgb->setImageSize(QSize(1920, 1080));
-
-    setWindowTitle(tr("Dexalon V2.0.9"));
-    setWindowIcon(QIcon(":/source/kxlogo.ico"));
-
-    // The target table is prepared but not used; it stays hidden below.
-    ui->tableWidget->setHorizontalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
-    ui->tableWidget->setVerticalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
-    ui->tableWidget->verticalHeader()->setHidden(true);
-    ui->tableWidget->setShowGrid(false);
-    ui->tableWidget->clear();
-    ui->tableWidget->setRowCount(0);
-    ui->tableWidget->setColumnCount(3);
-    ui->tableWidget->setHorizontalHeaderLabels({"ID", "Position", "Pose"});
-    ui->tableWidget->horizontalHeader()->setSectionResizeMode(QHeaderView::Stretch);
-    ui->tableWidget->horizontalHeader()->setSectionResizeMode(0, QHeaderView::ResizeToContents);
-
-    streaming.exchange(false);
-    connected.exchange(false);
-    ui->label_capture_mode->show();
-    ui->comboBox_mode->show();
-    ui->pushButton_trigger->show();
-    initMenu();
-
-    setUiText();
-    ui->pushButton_2->setText(tr("开始"));
-    ui->radioButton_manual->setChecked(true);
-
-    setupEditors();
-
-    ui->pushButton_trigger->setEnabled(false);
-    ui->widget_kz->setEnabled(false);
-    ui->pushButton_6->setEnabled(false);
-    ui->pushButton_2->setEnabled(false);
-    ui->groupBox_4->setEnabled(false);
-    setHide(1);
-    setHide(2);
-    ui->widget_CP->hide();
-    ui->checkBoxCp->setChecked(false);
-    ui->widget_RGB->hide();
-    ui->checkBoxRgb->setChecked(false);
-
-    initSSlots();
-    initThread();
-    ui->checkBox_mean_filter->hide();
-    controlPanelInit();
-    ui->tableWidget->hide();
-    ui->pushButton_3->hide();
-    ui->checkbox_tof_frequency->show();
-    ui->widget_contrast->hide();
-
-    getLanguage();
-
-    switchUi(true);
-
-    camera_.SetTimeout(1000);
-    camera_.RegisterNetworkMonitoringCallback(linkMonitor, nullptr);
-}
-
-Widget::~Widget() {
-    // The SDK may still call back; it must not find a half-destroyed window.
-    Widget* self = this;
-    mainWindow.compare_exchange_strong(self, nullptr);
-    stopThreads();
-    delete debugWindow_;
-    delete tcpDialog_;
-    delete netDialog_;
-    delete config_;
-    delete ui;
-}
-
-void Widget::registerMetaTypes() {
     qRegisterMetaType<QVector<QVector<float>>>("QVector<QVector<float>>");
     qRegisterMetaType<PointcloudData*>("PointcloudData *");
     qRegisterMetaType<ReturnCode>("ReturnCode");
     qRegisterMetaType<std::string>("std::string");
     qRegisterMetaType<QTextCursor>("QTextCursor");
+
+    ui->setupUi(this);
+
+    // Log-window lines from the session and the frame workers; the log keeps
+    // lines from any thread in call order.
+    const LogSink log = [this](const QString& line) { debugWindow_->appendLog(line); };
+    acquisition_ = std::make_unique<Acquisition>(camera_, converter_, log);
+    session_ = std::make_unique<CameraSession>(camera_, *acquisition_, log);
+    prompts_ = new PromptPresenter(this);
+    paneArea()->setPaneCheckBoxes(sessionPanel()->paneCheckBoxes());
+    display_ = new FrameDisplay(*paneArea(), *acquisition_, converter_, sessionPanel()->trayTable(), this);
+
+    setWindowIcon(QIcon(":/source/kxlogo.ico"));
+    initMenu();
+    setUiText();
+    connectParts();
+    getLanguage();
+    session_->begin();
 }
 
-void Widget::initSSlots() {
-    // Nothing emits disCon today; link loss goes through checkError. The
-    // connection stays so a future emitter gets the usual box.
-    connect(this, &Widget::disCon, this, [this](ReturnCode ret) {
-        const std::string text = camera_.GetReturnCodeDescriptor(ret);
-        UiPrompt::warning(this, tr("状态异常"), tr("错误信息：%1").arg(QString::fromLocal8Bit(text.c_str())));
-    });
-    connect(this, &Widget::cleanCp, this, [this] { ui->widgetCp->clearWindow(); });
-    connect(ui->pushButton_main_view, &QPushButton::clicked, this, [this] {
-        qDebug() << "widget"
-                 << "operator ()" << __LINE__ << "main view";
-        ui->widgetCp->SetCamera(CAMERA_MAIN_VIEW);
-    });
-    connect(ui->pushButton_top_view, &QPushButton::clicked, this, [this] {
-        qDebug() << "widget"
-                 << "operator ()" << __LINE__ << "top view";
-        ui->widgetCp->SetCamera(CAMERA_TOP_VIEW);
-    });
-    connect(ui->pushButton_left_view, &QPushButton::clicked, this, [this] {
-        qDebug() << "widget"
-                 << "operator ()" << __LINE__ << "left view";
-        ui->widgetCp->SetCamera(CAMERA_LEFT_VIEW);
-    });
-    connectViewSwitching();
-    connectFrameDisplay();
-    connectParameterHandlers();
-    connectCaptureModes();
-    connect(ui->pushButton_save_config, &QPushButton::clicked, this, &Widget::filteringDefaultConfiguration);
-    connectSessionSignals();
+Widget::~Widget() {
+    // The session first: no callback, script or event may reach the parts
+    // once they start going; then the frame workers.
+    session_.reset();
+    acquisition_.reset();
+    delete debugWindow_;
+    delete tcpDialog_;
+    delete netDialog_;
+    delete ui;
 }
 
-void Widget::emitcallback(std::string sn, std::string msg) { emit callbackmsg(sn, msg); }
+SessionPanel* Widget::sessionPanel() const { return ui->widget_gl; }
+PaneArea* Widget::paneArea() const { return ui->widget_show; }
+ControlPanel* Widget::controlPanel() const { return ui->widget_kz; }
 
-void Widget::emitReconnect() { emit Reconnect(); }
+void Widget::connectParts() {
+    CameraSession* s = session_.get();
+    SessionPanel* left = sessionPanel();
+    ControlPanel* panel = controlPanel();
+
+    // The session's news, queued from its thread in the order it happened.
+    connect(s, &CameraSession::statusChanged, left, &SessionPanel::applySessionStatus);
+    connect(s, &CameraSession::statusChanged, panel, &ControlPanel::applySessionStatus);
+    connect(s, &CameraSession::sessionEvent, left, &SessionPanel::applySessionEvent);
+    connect(s, &CameraSession::sessionEvent, paneArea(), &PaneArea::applySessionEvent);
+    connect(s, &CameraSession::sessionEvent, display_, &FrameDisplay::applySessionEvent);
+    connect(s, &CameraSession::sessionEvent, panel, &ControlPanel::applySessionEvent);
+    connect(s, &CameraSession::prompt, prompts_, &PromptPresenter::show);
+    connect(s, &CameraSession::closeFinished, this, &Widget::onCloseFinished);
+
+    // Requests to the session; each runs on its thread.
+    connect(left, &SessionPanel::searchRequested, this, [s] { s->search(); });
+    connect(left, &SessionPanel::startRequested, this, [s](int row) { s->start(row); });
+    connect(left, &SessionPanel::stopRequested, this, [s] { s->stop(); });
+    connect(left, &SessionPanel::disconnectRequested, this, [s] { s->disconnectDevice(); });
+    connect(left, &SessionPanel::deviceChangeRequested, this, [s] { s->changeDevice(); });
+    connect(panel, &ControlPanel::cameraScript, this, [s](const CameraScript& script) { s->run(script); });
+    connect(display_, &FrameDisplay::cameraScript, this, [s](const CameraScript& script) { s->run(script); });
+    connect(panel, &ControlPanel::configurationRead, this, [s](bool ok) { s->continueStart(ok); });
+    connect(tcpDialog_, &TcpORudp::transportChosen, this, [s](bool tcp) { s->setTransport(tcp); });
+    connect(this, &Widget::disCon, this, [s](ReturnCode ret) { s->reportError(ret); });
+
+    // Between the parts.
+    connect(panel, &ControlPanel::prompt, prompts_, &PromptPresenter::show);
+    connect(panel, &ControlPanel::colourRangeChanged, display_, &FrameDisplay::setColourRange);
+    connect(panel, &ControlPanel::fastModeChanged, left, [left](bool on) { left->setRegistrationAllowed(!on); });
+    connect(left, &SessionPanel::registrationChanged, display_, &FrameDisplay::applyRegistration);
+    connect(left, &SessionPanel::colouredCloudChanged, display_, &FrameDisplay::setColouredCloud);
+    connect(this, &Widget::cleanCp, paneArea(), [this] { paneArea()->cloudView()->clearWindow(); });
+}
+
+void Widget::initMenu() {
+    menuBar_ = new QMenuBar(this);
+    QFile style(":/source/style/menubar.qss");
+    if (style.open(QIODevice::ReadOnly)) menuBar_->setStyleSheet(QString::fromUtf8(style.readAll()));
+    layout()->setMenuBar(menuBar_);
+
+    menuNetwork_ = menuBar_->addMenu(tr("网络"));
+    actionNetworkSettings_ = menuNetwork_->addAction(tr("设备网络设置"));
+
+    menuView_ = menuBar_->addMenu(tr("视图"));
+    actionControlPanel_ = menuView_->addAction(tr("控制面板"));
+    actionManagementPanel_ = menuView_->addAction(tr("管理面板"));
+    for (QAction* action : {actionControlPanel_, actionManagementPanel_}) {
+        action->setCheckable(true);
+        action->setChecked(true);
+    }
+
+    menuConfig_ = menuBar_->addMenu(tr("配置"));
+    actionUpdate_ = menuConfig_->addAction(tr("更新"));
+    actionImportConfig_ = menuConfig_->addAction(tr("导入配置"));
+    actionExportConfig_ = menuConfig_->addAction(tr("导出配置"));
+    actionResetConfig_ = menuConfig_->addAction(tr("设备配置初始化"));
+    actionResetDevice_ = menuConfig_->addAction(tr("设备初始化"));
+    actionDefaultLayout_ = menuConfig_->addAction(tr("界面默认配置"));
+    actionSwitchProtocol_ = menuConfig_->addAction(tr("切换网络协议"));
+
+    menuLanguage_ = menuBar_->addMenu(tr("切换语言"));
+    actionChinese_ = menuLanguage_->addAction(tr("中文"));
+    actionEnglish_ = menuLanguage_->addAction(tr("English"));
+
+    actionDebug_ = menuBar_->addAction(tr("调试信息"));
+
+    connect(actionNetworkSettings_, &QAction::triggered, netDialog_, &QWidget::show);
+    connect(actionControlPanel_, &QAction::toggled, controlPanel(), &QWidget::setVisible);
+    connect(actionManagementPanel_, &QAction::toggled, sessionPanel(), &QWidget::setVisible);
+    connect(actionDefaultLayout_, &QAction::triggered, this, &Widget::restoreDefaultLayout);
+    connect(actionSwitchProtocol_, &QAction::triggered, this, [this] {
+        // The session keeps the transport it opened with.
+        if (session_->status().state == SessionState::Streaming) {
+            UiPrompt::warning(this, tr("警告"), tr("请先停止设备数据输出！"));
+            return;
+        }
+        tcpDialog_->setWindowTitle(tr("net"));
+        tcpDialog_->show();
+    });
+    connect(actionChinese_, &QAction::triggered, this, [this] { switchLanguage(0); });
+    connect(actionEnglish_, &QAction::triggered, this, [this] { switchLanguage(1); });
+    connect(actionDebug_, &QAction::triggered, this, [this] {
+        debugWindow_->show();
+        debugWindow_->raise();
+        debugWindow_->activateWindow();
+    });
+}
+
+void Widget::restoreDefaultLayout() {
+    actionControlPanel_->setChecked(true);
+    actionManagementPanel_->setChecked(true);
+    controlPanel()->show();
+    sessionPanel()->show();
+    paneArea()->restoreDefaultLayout();
+}
 
 void Widget::closeEvent(QCloseEvent* event) {
     debugWindow_->close();
-    if (!streaming) {
+    if (closeApproved_ || session_->status().state != SessionState::Streaming) {
         event->accept();
         return;
     }
-    const ReturnCode stopResult = camera_.StopStream();
-    camera_.DisconnectFromDevice();
-    if (stopResult == SUCCESS) {
-        std::this_thread::sleep_for(std::chrono::milliseconds(100));
-        event->accept();
-    } else if (stopResult == NETWORK_ERROR) {
-        event->accept();
-    } else {
-        // The camera did not stop cleanly: keep the window so the user sees
-        // the session is still there.
-        event->ignore();
-    }
+    // The camera is stopped and closed on the session's thread; the window
+    // stays (and keeps painting) until it knows whether it may go.
+    event->ignore();
+    if (closePending_) return;
+    closePending_ = true;
+    session_->closeSession();
+}
+
+void Widget::onCloseFinished(bool accepted) {
+    closePending_ = false;
+    if (!accepted) return;
+    closeApproved_ = true;
+    close();
 }

@@ -1,11 +1,17 @@
 // Switching the interface between Chinese (the source texts) and English.
+// Texts that show state (start/stop, status line, camera information) are
+// derived from the session again by each part, so nothing is read back from
+// a caption.
 #include <QApplication>
 #include <QDebug>
 #include <QFile>
 #include <QMenu>
 
+#include "controlpanel.h"
 #include "debug.h"
 #include "netsetting.h"
+#include "panearea.h"
+#include "sessionpanel.h"
 #include "ui_widget.h"
 #include "widget.h"
 
@@ -17,17 +23,6 @@ const char* const kEnglishTranslation = ":/source/language/Quorel_en.qm";
 void Widget::switchLanguage(int index) {
     qDebug() << "widget"
              << "switchLanguage" << __LINE__ << "switch language";
-    setWindowTitle(tr("Dexalon V2.0.9"));
-
-    // Texts the form does not own: the form's re-translation would reset them.
-    const QString startStop = ui->pushButton_2->text();
-    const QString status = ui->label_statusBar->text();
-    const QString ip = ui->label_IP->text();
-    const QString sn = ui->label_SN->text();
-    const QString fw = ui->label_FW->text();
-    const QString model = ui->label_Model->text();
-    const QString dv = ui->label_DV->text();
-
     qApp->removeTranslator(&translator);
     if (index == 1) {
         translator.load(kEnglishTranslation);
@@ -37,22 +32,12 @@ void Widget::switchLanguage(int index) {
         // recorded by saveLanguage.
         (void)translator.load(QString());
     }
-
     ui->retranslateUi(this);
+    sessionPanel()->retranslate();
+    paneArea()->retranslate();
+    controlPanel()->retranslate();
     netDialog_->retranslate();
     debugWindow_->retranslate();
-
-    // Both languages are recognised, so switching twice in a row works.
-    const bool reads_start = startStop == "开始" || startStop == "Start";
-    ui->pushButton_2->setText(reads_start ? tr("开始") : tr("停止"));
-    const bool searched = status.contains("已搜索") || status.contains("Searched");
-    ui->label_statusBar->setText(searched ? tr("已搜索到设备") : tr(" 等待搜索..."));
-    ui->label_IP->setText(ip);
-    ui->label_SN->setText(sn);
-    ui->label_FW->setText(fw);
-    ui->label_Model->setText(model);
-    ui->label_DV->setText(dv);
-
     setUiText();
 }
 
@@ -78,14 +63,8 @@ void Widget::saveLanguage() {
 }
 
 void Widget::setUiText() {
+    setWindowTitle(tr("Dexalon V2.0.9"));
     debugWindow_->setWindowTitle(tr("Debug"));
-    ui->pushButton->setText(tr("搜索设备"));
-    ui->checkBoxIr->setText(tr("IR图"));
-    ui->checkBoxRgb->setText(tr("RGB"));
-    ui->checkBoxCp->setText(tr("点云"));
-    ui->checkBoxDep->setText(tr("深度图"));
-    setEditorLabels();
-
     menuNetwork_->setTitle(tr("网络"));
     actionNetworkSettings_->setText(tr("设备网络设置"));
     menuView_->setTitle(tr("视图"));

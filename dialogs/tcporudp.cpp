@@ -4,8 +4,6 @@
 
 #include "ui_tcporudp.h"
 
-std::atomic<bool> transportIsTcp{true};
-
 TcpORudp::TcpORudp(QWidget* parent) : QWidget(parent), ui(new Ui::TcpORudp) { ui->setupUi(this); }
 
 TcpORudp::~TcpORudp() { delete ui; }
@@ -14,8 +12,10 @@ void TcpORudp::on_radioButton_clicked() { storeChoice(); }
 
 void TcpORudp::on_radioButton_2_clicked() { storeChoice(); }
 
+bool TcpORudp::tcp() const { return ui->radioButton->isChecked(); }
+
 void TcpORudp::storeChoice() {
-    const bool tcp = ui->radioButton->isChecked();
-    transportIsTcp.exchange(tcp);
-    qDebug() << "tcporudp" << __LINE__ << "istcp:" << tcp;
+    const bool isTcp = tcp();
+    qDebug() << "tcporudp" << __LINE__ << "istcp:" << isTcp;
+    emit transportChosen(isTcp);
 }

@@ -2,21 +2,25 @@
 #pragma once
 
 #include <QWidget>
-#include <atomic>
 
 namespace Ui {
 class TcpORudp;
 }
-
-// The transport of the next device start: true for TCP (the default at every
-// program start), false for UDP. Not saved; a running session keeps its own.
-extern std::atomic<bool> transportIsTcp;
 
 class TcpORudp : public QWidget {
     Q_OBJECT
 public:
     explicit TcpORudp(QWidget* parent = nullptr);
     ~TcpORudp() override;
+
+    // The transport the dialog shows: true for TCP (the default at every
+    // program start), false for UDP.
+    bool tcp() const;
+
+signals:
+    // The user chose the transport of the next device start. Not saved; a
+    // running session keeps its own.
+    void transportChosen(bool tcp);
 
 private slots:
     // Both radio buttons store the same thing: whether TCP is now checked.

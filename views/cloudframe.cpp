@@ -3,9 +3,6 @@
 #include <algorithm>
 #include <cstring>
 
-std::atomic<bool> cloudIdle{true};
-std::atomic<bool> cloudFirstFrame{true};
-
 int copyCloudPoints(const float* xyz, int count, float* points, float* depth) {
     int valid = 0;
     for (int i = 0; i < count; ++i) {

@@ -1,18 +1,11 @@
-// Point frames for the 3D view, without VTK: which points are drawn, how
-// coloured frames are sampled, and the flags the acquisition thread reads.
+// Point frames for the 3D view, without VTK: which points are drawn and how
+// coloured frames are sampled.
 #pragma once
 
-#include <atomic>
 #include <cstddef>
 #include <cstdint>
 
 #include "framerecords.h"
-
-// False while the 3D view is inside an update; the acquisition thread drops
-// float frames then, so the GUI never queues more than one of them.
-extern std::atomic<bool> cloudIdle;
-// Set by clearWindow; the next drawn frame puts the camera back to the main view.
-extern std::atomic<bool> cloudFirstFrame;
 
 constexpr int kCloudWidth = 640;
 constexpr int kCloudHeight = 480;

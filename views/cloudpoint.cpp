@@ -19,13 +19,16 @@
 
 namespace {
 
-// Clears cloudIdle for the length of an update, whichever way it ends.
+// Clears the idle flag for the length of an update, whichever way it ends.
 class BusyScope {
 public:
-    BusyScope() { cloudIdle = false; }
-    ~BusyScope() { cloudIdle = true; }
+    explicit BusyScope(std::atomic<bool>& idle) : idle_(idle) { idle_ = false; }
+    ~BusyScope() { idle_ = true; }
     BusyScope(const BusyScope&) = delete;
     BusyScope& operator=(const BusyScope&) = delete;
+
+private:
+    std::atomic<bool>& idle_;
 };
 
 }  // namespace
@@ -75,7 +78,7 @@ int CloudPoint::pointcloudeNum() const { return validPoints_; }
 
 void CloudPoint::paintCpDat(float* cDat) {
     std::lock_guard<std::mutex> lock(cloudMutex);
-    BusyScope busy;
+    BusyScope busy(idle_);
     if (!visible_ || !cDat) return;
     pipeline_->resize(kCloudPoints);
     pipeline_->useColours(false);
@@ -85,7 +88,7 @@ void CloudPoint::paintCpDat(float* cDat) {
 
 void CloudPoint::paintCpDat(RgbPointcloudData* rgbcDat) {
     std::lock_guard<std::mutex> lock(cloudMutex);
-    BusyScope busy;
+    BusyScope busy(idle_);
     if (!visible_ || !rgbcDat) return;
     const CloudGrid grid = cloudGridFor(rgbcDat->cols());
     pipeline_->resize(grid.points());
@@ -98,13 +101,13 @@ void CloudPoint::paintCpDat(RgbPointcloudData* rgbcDat) {
 void CloudPoint::finishFrame() {
     pipeline_->markModified();
     render();
-    if (cloudFirstFrame) {
+    if (firstFrame_) {
         // Twice: the first render after a clear sets the clipping range from
         // an empty cloud, the second puts the camera right for the new one.
         SetCamera(CAMERA_MAIN_VIEW);
-        cloudFirstFrame = false;
+        firstFrame_ = false;
         SetCamera(CAMERA_MAIN_VIEW);
-        qDebug() << "firstPCDat" << cloudFirstFrame.load();
+        qDebug() << "firstPCDat" << firstFrame_;
     }
 }
 
@@ -114,7 +117,7 @@ void CloudPoint::render() {
 
 void CloudPoint::clearWindow() {
     std::lock_guard<std::mutex> lock(cloudMutex);
-    cloudFirstFrame = true;
+    firstFrame_ = true;
     pipeline_->resize(cloudGridFor(unsigned(width_)).points());
     pipeline_->useColours(false);
     std::fill_n(pipeline_->points(), std::size_t(pipeline_->size()) * 3, 0.0f);
@@ -122,7 +125,7 @@ void CloudPoint::clearWindow() {
     validPoints_ = 0;
     pipeline_->markModified();
     render();
-    qDebug() << "firstPCDat" << cloudFirstFrame.load();
+    qDebug() << "firstPCDat" << firstFrame_;
 }
 
 void CloudPoint::SetCamera(CameraPosType type) {

@@ -11,6 +11,7 @@
 
 #include <QVTKOpenGLStereoWidget.h>
 
+#include <atomic>
 #include <memory>
 #include <mutex>
 
@@ -33,6 +34,10 @@ public:
     // Points with a valid depth in the last drawn frame.
     int pointcloudeNum() const;
     CameraPosType cameraType() const { return cameraType_; }
+    // False while an update is under way.
+    bool idle() const { return idle_; }
+    // Set by clearWindow: the next drawn frame puts the camera back to the main view.
+    bool firstFrame() const { return firstFrame_; }
     bool rgbPoint() const { return coloured_; }
     QSize dataDimensions() const { return QSize(width_, height_); }
     CloudPipeline& pipeline() { return *pipeline_; }
@@ -68,6 +73,8 @@ private:
     std::unique_ptr<CloudPipeline> pipeline_;
     vtkOrientationMarkerWidget* marker_ = nullptr;
     std::mutex cloudMutex;
+    std::atomic<bool> idle_{true};
+    bool firstFrame_ = true;
     bool visible_ = false;
     bool coloured_ = false;
     int width_ = kCloudWidth;

@@ -26,7 +26,10 @@
 #include <memory>
 
 #include "SimulatedCameras.h"
-#include "testsupport.h"
+#include "acquisition.h"
+#include "camerasession.h"
+#include "framedisplay.h"
+#include "promptrecorder.h"
 #include "widget.h"
 
 // --- Allocation counting: glibc's own entry points under the public names,
@@ -93,18 +96,19 @@ public:
         window_ = std::make_unique<Widget>();
         window_->resize(1600, 900);
         window_->show();
-        QTest::qWaitForWindowExposed(window_.get());
+        if (!QTest::qWaitForWindowExposed(window_.get())) return;
         auto* search = window_->findChild<QPushButton*>("pushButton");
         auto* combo = window_->findChild<QComboBox*>("comboBox");
         search->click();
         if (!waitFor([&] { return combo->count() > 0; }, 10000)) return;
         window_->findChild<QPushButton*>("pushButton_2")->click();
-        if (!waitFor([&] { return window_->streaming.load(); }, 20000)) return;
+        if (!waitFor([&] { return window_->session().status().state == SessionState::Streaming; }, 20000)) return;
         if (!with3d) window_->findChild<QCheckBox*>("checkBoxCp")->click();
-        ok_ = waitFor([&] { return window_->paintedFrames(1) > 10; }, 20000);
+        ok_ = waitFor([&] { return window_->frameDisplay().paintedFrames(1) > 10; }, 20000);
     }
     ~StreamingWindow() {
         window_->findChild<QPushButton*>("pushButton_6")->click();
+        waitFor([&] { return !window_->session().busy(); }, 10000);
         window_.reset();
     }
     bool ok() const { return ok_; }
@@ -115,7 +119,9 @@ private:
     bool ok_ = false;
 };
 
-unsigned framesRead(const Widget& w) { return w.frameReads(Widget::RgbTofRead) + w.frameReads(Widget::TofRead); }
+unsigned framesRead(Widget& w) {
+    return w.acquisition().frameReads(Acquisition::RgbTofRead) + w.acquisition().frameReads(Acquisition::TofRead);
+}
 
 void BM_ViewerStreaming(benchmark::State& state) {
     const bool with3d = state.range(0) != 0;
@@ -125,7 +131,7 @@ void BM_ViewerStreaming(benchmark::State& state) {
     Widget& w = sw.window();
     QTest::qWait(2000);  // buffers sized, JPEG decoder warm
     for (auto _ : state) {
-        const unsigned read0 = framesRead(w), painted0 = w.paintedFrames(1);
+        const unsigned read0 = framesRead(w), painted0 = w.frameDisplay().paintedFrames(1);
         const uint64_t allocs0 = gAllocs, gui0 = gGuiAllocs;
         const double cpu0 = processCpuSeconds();
         QElapsedTimer wall;
@@ -138,7 +144,7 @@ void BM_ViewerStreaming(benchmark::State& state) {
         state.counters["cpu_pct"] = 100.0 * cpu / seconds;
         state.counters["cpu_ms/frame"] = 1000.0 * cpu / frames;
         state.counters["fps_read"] = frames / seconds;
-        state.counters["fps_painted"] = double(w.paintedFrames(1) - painted0) / seconds;
+        state.counters["fps_painted"] = double(w.frameDisplay().paintedFrames(1) - painted0) / seconds;
         state.counters["allocs/frame"] = double(gAllocs - allocs0) / frames;
         state.counters["gui_allocs/frame"] = double(gGuiAllocs - gui0) / frames;
     }

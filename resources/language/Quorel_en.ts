@@ -2,149 +2,81 @@
 <!DOCTYPE TS>
 <TS version="2.1" language="en_US">
 <context>
-    <name>SliderEditer</name>
+    <name>CameraSession</name>
     <message>
-        <source>曝光时间(us)</source>
-        <translation>Exposure time (us)</translation>
+        <source>状态异常</source>
+        <translation>Abnormal state</translation>
     </message>
     <message>
-        <source>帧率设置</source>
-        <translation>Frame Rate Setting</translation>
-    </message>
-    <message>
-        <source>最小色彩映射距离(mm)</source>
-        <translation>Minimum Color Mapping (mm)</translation>
-    </message>
-    <message>
-        <source>最大色彩映射距离(mm)</source>
-        <translation>Maximum Color Mapping (mm)</translation>
-    </message>
-    <message>
-        <source>IR伽马值</source>
-        <translation>IR Gamma Value</translation>
-    </message>
-    <message>
-        <source>时域滤波</source>
-        <translation>time domain filter</translation>
-    </message>
-    <message>
-        <source>飞点滤波</source>
-        <translation>flying-pixel filter</translation>
-    </message>
-    <message>
-        <source>置信度滤波</source>
-        <translation>confidence filter</translation>
-    </message>
-    <message>
-        <source>卡尔曼滤波</source>
-        <translation>kalman filter</translation>
-    </message>
-    <message>
-        <source>RGB曝光时间(us)</source>
-        <translation>RGB Exposure Time (us)</translation>
-    </message>
-    <message>
-        <source>RGB最大自动曝光时间</source>
-        <translation>RGB Max Auto Exposure Time</translation>
-    </message>
-    <message>
-        <source>RGB增益</source>
-        <translation>RGB Gain</translation>
-    </message>
-    <message>
-        <source>RGB对比度</source>
-        <translation>RGB Contrast</translation>
-    </message>
-    <message>
-        <source>TextLabel</source>
-        <translation>TextLabel</translation>
-    </message>
-</context>
-<context>
-    <name>TcpORudp</name>
-    <message>
-        <source>net</source>
-        <translation>net</translation>
-    </message>
-</context>
-<context>
-    <name>Widget</name>
-    <message>
-        <source>范围错误</source>
-        <translation>Range Error</translation>
-    </message>
-    <message>
-        <source>最小映射值大于最大映射值</source>
-        <translation>The minimum mapping value is greater than the maximum mapping value</translation>
+        <source>错误信息：%1</source>
+        <translation>Error message:%1</translation>
     </message>
     <message>
         <source>网络错误</source>
         <translation>Network Error</translation>
     </message>
     <message>
-        <source>Dexalon V2.0.9</source>
-        <translation>Dexalon V2.0.9</translation>
+        <source>设备断开</source>
+        <translation>Device disconnect</translation>
     </message>
     <message>
-        <source>搜索设备</source>
-        <translation>Search device</translation>
+        <source>设备已断开链接！</source>
+        <translation>Device disconnected!</translation>
     </message>
     <message>
-        <source>设备信息</source>
-        <translation>Device information</translation>
+        <source>正在搜索设备...</source>
+        <translation>Searching for devices...</translation>
     </message>
     <message>
-        <source>显示</source>
-        <translation>Display</translation>
+        <source>提示</source>
+        <translation>Prompt</translation>
     </message>
     <message>
-        <source>深度图</source>
-        <translation>Depth image</translation>
+        <source>未找到设备</source>
+        <translation>Device not found</translation>
     </message>
     <message>
-        <source>IR图</source>
-        <translation>IR image</translation>
+        <source>请选中设备后再开始！</source>
+        <translation>Please select the device before starting!</translation>
     </message>
     <message>
-        <source>点云</source>
-        <translation>Point cloud</translation>
+        <source>正在打开设备...</source>
+        <translation>Opening the device...</translation>
     </message>
     <message>
-        <source>映射</source>
-        <translation>Mapping</translation>
+        <source>错误</source>
+        <translation>Error</translation>
     </message>
     <message>
-        <source>RGB映射到深度</source>
-        <translation>RGB to depth</translation>
+        <source>正在停止...</source>
+        <translation>Stopping...</translation>
     </message>
     <message>
-        <source>深度映射到RGB</source>
-        <translation>Depth to RGB</translation>
+        <source>正在断开...</source>
+        <translation>Disconnecting...</translation>
     </message>
     <message>
-        <source>彩色点云</source>
-        <translation>RGB point cloud</translation>
+        <source>正在重新连接...</source>
+        <translation>Reconnecting...</translation>
+    </message>
+</context>
+<context>
+    <name>CloudPoint</name>
+    <message>
+        <source>主视图</source>
+        <translation>Main view</translation>
     </message>
     <message>
-        <source>储存托盘信息</source>
-        <translation>Storage tray information</translation>
+        <source>俯视图</source>
+        <translation>Top view</translation>
     </message>
     <message>
-        <source>开始</source>
-        <translation>Start</translation>
+        <source>左视图</source>
+        <translation>Left view</translation>
     </message>
-    <message>
-        <source>断开连接</source>
-        <translation>Disconnect</translation>
-    </message>
-    <message>
-        <source> 等待搜索...</source>
-        <translation> Waiting for search...</translation>
-    </message>
-    <message>
-        <source>RGB</source>
-        <translation>RGB</translation>
-    </message>
+</context>
+<context>
+    <name>ControlPanel</name>
     <message>
         <source>功能设置</source>
         <translation>Function settings</translation>
@@ -266,24 +198,218 @@
         <translation>Save Configuration</translation>
     </message>
     <message>
-        <source>Debug</source>
-        <translation>Debug</translation>
+        <source>正在设置触发延时...</source>
+        <translation>Setting the trigger delay...</translation>
     </message>
     <message>
-        <source>状态异常</source>
-        <translation>Abnormal state</translation>
+        <source>正在切换HDR...</source>
+        <translation>Switching HDR...</translation>
     </message>
     <message>
-        <source>错误信息：%1</source>
-        <translation>Error message:%1</translation>
+        <source>正在切换触发模式...</source>
+        <translation>Changing the trigger mode...</translation>
+    </message>
+    <message>
+        <source>正在应用默认配置...</source>
+        <translation>Applying the default configuration...</translation>
+    </message>
+    <message>
+        <source>正在切换快速模式...</source>
+        <translation>Switching fast mode...</translation>
+    </message>
+    <message>
+        <source>范围错误</source>
+        <translation>Range Error</translation>
+    </message>
+    <message>
+        <source>最小映射值大于最大映射值</source>
+        <translation>The minimum mapping value is greater than the maximum mapping value</translation>
+    </message>
+    <message>
+        <source>正在切换曝光模式...</source>
+        <translation>Switching the exposure mode...</translation>
+    </message>
+    <message>
+        <source>正在读取设备配置...</source>
+        <translation>Reading the device configuration...</translation>
+    </message>
+</context>
+<context>
+    <name>Form</name>
+    <message>
+        <source>Form</source>
+        <translation>Form</translation>
+    </message>
+    <message>
+        <source>TextLabel</source>
+        <translation>TextLabel</translation>
+    </message>
+</context>
+<context>
+    <name>PaneArea</name>
+    <message>
+        <source>深度图</source>
+        <translation>Depth image</translation>
+    </message>
+    <message>
+        <source>IR图</source>
+        <translation>IR image</translation>
+    </message>
+    <message>
+        <source>点云</source>
+        <translation>Point cloud</translation>
+    </message>
+    <message>
+        <source>RGB</source>
+        <translation>RGB</translation>
+    </message>
+</context>
+<context>
+    <name>SessionPanel</name>
+    <message>
+        <source>搜索设备</source>
+        <translation>Search device</translation>
+    </message>
+    <message>
+        <source>设备信息</source>
+        <translation>Device information</translation>
+    </message>
+    <message>
+        <source>显示</source>
+        <translation>Display</translation>
+    </message>
+    <message>
+        <source>深度图</source>
+        <translation>Depth image</translation>
+    </message>
+    <message>
+        <source>IR图</source>
+        <translation>IR image</translation>
+    </message>
+    <message>
+        <source>点云</source>
+        <translation>Point cloud</translation>
+    </message>
+    <message>
+        <source>映射</source>
+        <translation>Mapping</translation>
+    </message>
+    <message>
+        <source>RGB映射到深度</source>
+        <translation>RGB to depth</translation>
+    </message>
+    <message>
+        <source>深度映射到RGB</source>
+        <translation>Depth to RGB</translation>
+    </message>
+    <message>
+        <source>彩色点云</source>
+        <translation>RGB point cloud</translation>
+    </message>
+    <message>
+        <source>储存托盘信息</source>
+        <translation>Storage tray information</translation>
+    </message>
+    <message>
+        <source>开始</source>
+        <translation>Start</translation>
+    </message>
+    <message>
+        <source>断开连接</source>
+        <translation>Disconnect</translation>
+    </message>
+    <message>
+        <source> 等待搜索...</source>
+        <translation> Waiting for search...</translation>
+    </message>
+    <message>
+        <source>RGB</source>
+        <translation>RGB</translation>
+    </message>
+    <message>
+        <source>已搜索到设备</source>
+        <translation>Device Searched</translation>
     </message>
     <message>
         <source>停止</source>
         <translation>Stop</translation>
     </message>
+</context>
+<context>
+    <name>SliderEditer</name>
     <message>
-        <source>已搜索到设备</source>
-        <translation>Device Searched</translation>
+        <source>曝光时间(us)</source>
+        <translation>Exposure time (us)</translation>
+    </message>
+    <message>
+        <source>帧率设置</source>
+        <translation>Frame Rate Setting</translation>
+    </message>
+    <message>
+        <source>最小色彩映射距离(mm)</source>
+        <translation>Minimum Color Mapping (mm)</translation>
+    </message>
+    <message>
+        <source>最大色彩映射距离(mm)</source>
+        <translation>Maximum Color Mapping (mm)</translation>
+    </message>
+    <message>
+        <source>IR伽马值</source>
+        <translation>IR Gamma Value</translation>
+    </message>
+    <message>
+        <source>时域滤波</source>
+        <translation>time domain filter</translation>
+    </message>
+    <message>
+        <source>飞点滤波</source>
+        <translation>flying-pixel filter</translation>
+    </message>
+    <message>
+        <source>置信度滤波</source>
+        <translation>confidence filter</translation>
+    </message>
+    <message>
+        <source>卡尔曼滤波</source>
+        <translation>kalman filter</translation>
+    </message>
+    <message>
+        <source>RGB曝光时间(us)</source>
+        <translation>RGB Exposure Time (us)</translation>
+    </message>
+    <message>
+        <source>RGB最大自动曝光时间</source>
+        <translation>RGB Max Auto Exposure Time</translation>
+    </message>
+    <message>
+        <source>RGB增益</source>
+        <translation>RGB Gain</translation>
+    </message>
+    <message>
+        <source>RGB对比度</source>
+        <translation>RGB Contrast</translation>
+    </message>
+    <message>
+        <source>TextLabel</source>
+        <translation>TextLabel</translation>
+    </message>
+</context>
+<context>
+    <name>TcpORudp</name>
+    <message>
+        <source>net</source>
+        <translation>net</translation>
+    </message>
+</context>
+<context>
+    <name>Widget</name>
+    <message>
+        <source>Dexalon V2.0.9</source>
+        <translation>Dexalon V2.0.9</translation>
+    </message>
+    <message>
+        <source>Debug</source>
+        <translation>Debug</translation>
     </message>
     <message>
         <source>网络</source>
@@ -360,30 +486,6 @@
     <message>
         <source>请先停止设备数据输出！</source>
         <translation>Please stop the device data output first!</translation>
-    </message>
-    <message>
-        <source>提示</source>
-        <translation>Prompt</translation>
-    </message>
-    <message>
-        <source>未找到设备</source>
-        <translation>Device not found</translation>
-    </message>
-    <message>
-        <source>请选中设备后再开始！</source>
-        <translation>Please select the device before starting!</translation>
-    </message>
-    <message>
-        <source>错误</source>
-        <translation>Error</translation>
-    </message>
-    <message>
-        <source>设备断开</source>
-        <translation>Device disconnect</translation>
-    </message>
-    <message>
-        <source>设备已断开链接！</source>
-        <translation>Device disconnected!</translation>
     </message>
     <message>
         <source>net</source>

@@ -1,10 +1,7 @@
-// Widget-free rules of the viewer shell: frame buffers, view grid arithmetic
-// and the frame-rate limit table.
-#include <gtest/gtest.h>
-
+// The frame buffers: sizes, the current-image choice and the point copy.
 #include "framebuffers.h"
-#include "frameratelimits.h"
-#include "viewlayout.h"
+
+#include <gtest/gtest.h>
 
 namespace {
 
@@ -91,51 +88,6 @@ TEST(FrameBuffers, CloudCopyTakesAtMostOneToFFrameAndKeepsTheTail) {
     f.points.data()[307200] = PointXYZ{9, 9, 9};
     EXPECT_EQ(f.copyPointsToCloud(), 307200);
     EXPECT_EQ(f.cloudBuffer[921599], 3.0f);
-}
-
-TEST(ViewLayout, ProportionsFollowTheVisiblePanes) {
-    struct Case {
-        bool ir, cp, dep;
-        std::optional<GridStretch> expected;
-    };
-    const Case cases[] = {
-        {true, true, true, GridStretch{1, 1, 1, 1}},
-        {false, true, true, GridStretch{1, 1, 0, 0}},
-        {false, true, false, GridStretch{0, 0, 0, 0}},
-        {true, false, true, GridStretch{0, 0, 1, 1}},
-        {false, false, true, GridStretch{0, 0, 0, 0}},
-        {true, true, false, std::nullopt},
-        {true, false, false, std::nullopt},
-        {false, false, false, std::nullopt},
-    };
-    for (const Case& c : cases) {
-        EXPECT_EQ(proportionFor(c.ir, c.cp, c.dep), c.expected) << c.ir << c.cp << c.dep;
-    }
-}
-
-TEST(ViewLayout, CellSizeIsHalfOfTheAreaLessFrameSpacingAndMargins) {
-    EXPECT_EQ(paneCellSize(QSize(1000, 800), 6, 6, QMargins(0, 0, 0, 0)), QSize(491, 391));
-    // Odd remainders are dropped by the integer division.
-    EXPECT_EQ(paneCellSize(QSize(1001, 801), 5, 7, QMargins(1, 2, 3, 4)),
-              QSize((1001 - 12 - 5 - 4) / 2, (801 - 12 - 7 - 6) / 2));
-}
-
-TEST(FrameRateLimits, TableCoversOneToTwentyFiveFramesPerSecond) {
-    FrameRateLimits map;
-    map.insert(99, qMakePair(1, 1));
-    fillFrameRateLimits(map);
-    EXPECT_FALSE(map.contains(99)) << "the table is rebuilt from scratch";
-    EXPECT_EQ(map.size(), 25);
-    const std::pair<int, QPair<int, int>> rows[] = {
-        {1, {4000, 10000}}, {2, {4000, 5000}},  {5, {4000, 2500}},  {6, {2000, 2200}},
-        {10, {2000, 1250}}, {11, {1300, 1210}}, {15, {1300, 1050}}, {16, {1000, 1010}},
-        {19, {1000, 890}},  {20, {1000, 625}},  {21, {1000, 625}},  {25, {1000, 625}},
-    };
-    for (const auto& [fps, limits] : rows) EXPECT_EQ(map.value(fps), limits) << fps;
-    for (int fps = 2; fps <= 25; ++fps) {
-        EXPECT_LE(map.value(fps).first, map.value(fps - 1).first) << fps;
-        EXPECT_LE(map.value(fps).second, map.value(fps - 1).second) << fps;
-    }
 }
 
 }  // namespace

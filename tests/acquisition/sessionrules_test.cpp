@@ -43,8 +43,8 @@ TEST(CameraModelFromSerial, OnlyTheNinthCharacterCounts) {
 }
 
 TEST(CameraModelFromSerial, UnknownDigitAndShortSerialsSelectNothing) {
-    for (const std::string serial : {serialWithDigit('5'), serialWithDigit('A'), std::string("D3SIM-00"),
-                                     std::string("12345678"), std::string("1")}) {
+    for (const std::string& serial : {serialWithDigit('5'), serialWithDigit('A'), std::string("D3SIM-00"),
+                                      std::string("12345678"), std::string("1")}) {
         SCOPED_TRACE(serial);
         const CameraModel m = cameraModelFromSerial(serial);
         EXPECT_FALSE(m.known);

@@ -1,5 +1,5 @@
-// The main window without a camera: start-up state, form names, menus, view
-// switching, closing and the SDK callback path.
+// The main window with a fake camera: start-up state, form names, menus,
+// view switching, language, closing and the link callback path.
 #include <QAction>
 #include <QCheckBox>
 #include <QComboBox>
@@ -16,10 +16,16 @@
 #include <memory>
 #include <thread>
 
+#include "camerasession.h"
 #include "cloudpoint.h"
+#include "controlpanel.h"
 #include "debug.h"
 #include "graphicsview.h"
+#include "panearea.h"
+#include "sessionpanel.h"
+#include "sessionsettle.h"
 #include "slidereditor.h"
+#include "tcporudp.h"
 #include "testsupport.h"
 #include "viewlayout.h"
 #include "widget.h"
@@ -43,8 +49,26 @@ class WidgetShellTest : public QObject {
 
 private:
     QTemporaryDir workDir_;
-    FakeCamera camera_;
+    std::unique_ptr<FakeCamera> camera_;
     std::unique_ptr<Widget> w_;
+
+    PaneArea* panes() { return w_->paneArea(); }
+    // Waits until the session has run everything and the window took in
+    // what it reported.
+    bool settle() { return settleSession(w_->session(), w_.get()); }
+    // Search, start the first camera, and wait until it streams.
+    bool stream() {
+        child<QPushButton>("pushButton")->click();
+        if (!settle()) return false;
+        child<QPushButton>("pushButton_2")->click();
+        return settle() && w_->session().status().state == SessionState::Streaming;
+    }
+    // The colour parts of the window for a camera with or without colour.
+    void switchUi(bool rgb) {
+        w_->sessionPanel()->switchUi(rgb);
+        w_->controlPanel()->switchUi(rgb);
+        panes()->setColourPaneAvailable(rgb);
+    }
 
     template <typename T = QWidget>
     T* child(const char* name) {
@@ -75,15 +99,19 @@ private slots:
     }
     void init() {
         QFile::remove("language.info");
-        camera_ = FakeCamera{};
-        w_ = std::make_unique<Widget>(nullptr, &camera_);
+        camera_ = std::make_unique<FakeCamera>();
+        w_ = std::make_unique<Widget>(nullptr, camera_.get());
+        QVERIFY(settle());
     }
-    void cleanup() { w_.reset(); }
+    void cleanup() {
+        w_.reset();
+        camera_.reset();
+    }
 
     void startsWithTheStatedWindowState() {
         QCOMPARE(w_->windowTitle(), QString("Dexalon V2.0.9"));
         QVERIFY(!w_->windowIcon().isNull());
-        QVERIFY(!w_->streaming && !w_->connected && !w_->reconnectRequested);
+        QCOMPARE(w_->session().status().state, SessionState::Idle);
         for (int x = 1; x <= 3; ++x) QVERIFY2(pane(x)->isHidden(), qPrintable(pane(x)->objectName()));
         QVERIFY2(!pane(4)->isHidden(), "the full layout with the colour pane is the start-up layout");
         for (int x = 1; x <= 4; ++x) QVERIFY(!box(x)->isChecked());
@@ -100,9 +128,8 @@ private slots:
         QCOMPARE(w_->debugWindow()->windowTitle(), QString("Debug"));
         QVERIFY2(!w_->debugWindow()->testAttribute(Qt::WA_QuitOnClose), "an open log must not outlive the window");
         // Link monitoring is set up last, with a one-second SDK timeout.
-        QCOMPARE(camera_.calls, (std::vector<std::string>{"SetTimeout", "RegisterNetworkMonitoringCallback"}));
-        QCOMPARE(camera_.timeout, 1000u);
-        QCOMPARE(mainWindow.load(), w_.get());
+        QCOMPARE(camera_->calls(), (std::vector<std::string>{"SetTimeout 1000", "RegisterNetworkMonitoringCallback"}));
+        QVERIFY(camera_->callbackRegistered());
     }
 
     void formHasEveryObjectNameTheProgramUses() {
@@ -220,16 +247,16 @@ private slots:
 
     void hideAndShowActOnOneToFourOnly() {
         for (int x = 1; x <= 4; ++x) {
-            w_->setShow(x);
+            panes()->setShow(x);
             QVERIFY(!pane(x)->isHidden() && box(x)->isChecked());
-            w_->setHide(x);
+            panes()->setHide(x);
             QVERIFY(pane(x)->isHidden() && !box(x)->isChecked());
         }
-        w_->setShow(2);
+        panes()->setShow(2);
         const auto before = paneState();
         for (int x : {0, 5, -1, 42}) {
-            w_->setHide(x);
-            w_->setShow(x);
+            panes()->setHide(x);
+            panes()->setShow(x);
         }
         QCOMPARE(paneState(), before);
     }
@@ -244,7 +271,7 @@ private slots:
                 g->addWidget(pane(4), 0, 1);
                 g->addWidget(pane(2), 1, 1);
             }
-            w_->swapAction();
+            panes()->swapAction();
             QCOMPARE(g->itemAtPosition(0, 1)->widget(), pane(2));
             QCOMPARE(g->itemAtPosition(1, 1)->widget(), pane(4));
             QCOMPARE(g->itemAtPosition(0, 0)->widget(), pane(1));
@@ -260,13 +287,13 @@ private slots:
                                        "radioButton_rgb_auto", "radioButton_rgb_manual", "widget_RGB"};
         for (const char* name : {"checkBoxRgb", "checkBox_rgb2pointcloud", "checkBox_dep2rgb", "checkBox_rgb2dep"})
             child<QCheckBox>(name)->setChecked(true);
-        w_->switchUi(false);
+        switchUi(false);
         for (const char* name : rgbOnly) QVERIFY2(child(name)->isHidden(), name);
         for (const char* name : {"checkBoxRgb", "checkBox_rgb2pointcloud", "checkBox_dep2rgb"})
             QVERIFY2(!child<QCheckBox>(name)->isChecked(), name);
         QVERIFY2(child<QCheckBox>("checkBox_rgb2dep")->isChecked(), "only three boxes are cleared");
 
-        w_->switchUi(true);
+        switchUi(true);
         for (const char* name : rgbOnly) QVERIFY2(!child(name)->isHidden(), name);
         QVERIFY(child("widget_contrast")->isHidden());
         QVERIFY(child("label_14")->isHidden());
@@ -281,7 +308,7 @@ private slots:
             box(1)->setChecked(dep);
             box(2)->setChecked(ir);
             box(3)->setChecked(cp);
-            w_->setProportion();
+            panes()->setProportion();
         };
         setBoxes(true, true, true);
         QCOMPARE(stretch(), (QVector<int>{1, 1, 1, 1}));
@@ -293,7 +320,7 @@ private slots:
         QCOMPARE(stretch(), (QVector<int>{0, 0, 0, 0}));
     }
 
-    void controlEnableSwitchesPanelEditorsAndDisplayGroup() {
+    void controlEnableSwitchesPanelAndEditors() {
         const char* const controlled[] = {"widget_kz",
                                           "widget_exposure_time",
                                           "widget_fps",
@@ -307,10 +334,9 @@ private slots:
                                           "widget_fly_filter",
                                           "widget_kalman_filter",
                                           "widget_time_filter",
-                                          "widget_confidence_filter",
-                                          "groupBox_4"};
+                                          "widget_confidence_filter"};
         for (bool on : {true, false, true}) {
-            w_->setControlIsEnable(on);
+            w_->controlPanel()->setControlIsEnable(on);
             for (const char* name : controlled) QVERIFY2(child(name)->isEnabled() == on, name);
             // The editors themselves accept input only through their own switch.
             for (SliderEditer* e : w_->findChildren<SliderEditer*>())
@@ -359,16 +385,16 @@ private slots:
     }
 
     void maximisedPaneComesBackWithTheCheckedOthers() {
-        for (int x : {1, 2, 3}) w_->setShow(x);
-        w_->setHide(4);
+        for (int x : {1, 2, 3}) panes()->setShow(x);
+        panes()->setHide(4);
         child<QPushButton>("pushButton_ir_max")->click();
-        QCOMPARE(w_->maximizedPane(), 2);
+        QCOMPARE(panes()->maximizedPane(), 2);
         QVERIFY(!pane(2)->isHidden());
         for (int x : {1, 3, 4}) QVERIFY(pane(x)->isHidden());
         for (int x : {1, 2, 3}) QVERIFY2(box(x)->isChecked(), "maximising does not touch the boxes");
 
         child<QPushButton>("pushButton_ir_max")->click();
-        QCOMPARE(w_->maximizedPane(), 0);
+        QCOMPARE(panes()->maximizedPane(), 0);
         for (int x : {1, 2, 3}) QVERIFY(!pane(x)->isHidden());
         QVERIFY(pane(4)->isHidden());
         const QGridLayout* g = grid();
@@ -378,18 +404,31 @@ private slots:
 
         // The views ask for the same through their signals.
         emit child<GraphicsView>("graphicsViewDep")->showFul(child<GraphicsView>("graphicsViewDep"));
-        QCOMPARE(w_->maximizedPane(), 1);
+        QCOMPARE(panes()->maximizedPane(), 1);
         emit child<CloudPoint>("widgetCp")->showFul(child<CloudPoint>("widgetCp"));
-        QCOMPARE(w_->maximizedPane(), 3);
+        QCOMPARE(panes()->maximizedPane(), 3);
         QVERIFY(pane(1)->isHidden() && !pane(3)->isHidden());
         emit child<CloudPoint>("widgetCp")->showNorm(child<CloudPoint>("widgetCp"));
         for (int x : {1, 2, 3}) QVERIFY(!pane(x)->isHidden());
 
+        // A double-click on the shown pane asks for the others back, and a
+        // second one for itself alone again.
+        emit child<CloudPoint>("widgetCp")->showNorm(child<CloudPoint>("widgetCp"));
+        QCOMPARE(panes()->maximizedPane(), 3);
+        auto* ir = child<GraphicsView>("graphicsViewIR");
+        QTest::mouseDClick(ir->viewport(), Qt::LeftButton);
+        QCOMPARE(panes()->maximizedPane(), 2);
+        QVERIFY(!pane(2)->isHidden() && pane(1)->isHidden());
+        QTest::mouseDClick(ir->viewport(), Qt::LeftButton);
+        QCOMPARE(panes()->maximizedPane(), 0);
+        QTest::mouseDClick(ir->viewport(), Qt::RightButton);
+        QCOMPARE(panes()->maximizedPane(), 0);
+
         // Unticking a pane while another is maximised brings the layout back.
-        w_->setControlIsEnable(true);
-        w_->maximizePane(2);
+        child("groupBox_4")->setEnabled(true);
+        panes()->maximizePane(2);
         box(1)->click();
-        QCOMPARE(w_->maximizedPane(), 0);
+        QCOMPARE(panes()->maximizedPane(), 0);
         QVERIFY(pane(1)->isHidden() && !pane(2)->isHidden() && !pane(3)->isHidden());
         child<QPushButton>("pushButton_cp_close")->click();
         QVERIFY(pane(3)->isHidden() && !box(3)->isChecked());
@@ -403,17 +442,17 @@ private slots:
         menuAction(*w_, "控制面板")->trigger();
         QVERIFY(!child("widget_kz")->isHidden());
 
-        w_->setHide(1);
-        w_->maximizePane(4);
+        panes()->setHide(1);
+        panes()->maximizePane(4);
         menuAction(*w_, "界面默认配置")->trigger();
         QVERIFY(!child("widget_kz")->isHidden() && !child("widget_gl")->isHidden());
         QVERIFY(menuAction(*w_, "管理面板")->isChecked());
         for (int x = 1; x <= 4; ++x) QVERIFY(!pane(x)->isHidden() && box(x)->isChecked());
-        QCOMPARE(w_->maximizedPane(), 0);
+        QCOMPARE(panes()->maximizedPane(), 0);
         QCOMPARE(grid()->itemAtPosition(0, 1)->widget(), pane(2));
 
         // On a camera without colour the default has no colour pane.
-        w_->switchUi(false);
+        switchUi(false);
         menuAction(*w_, "界面默认配置")->trigger();
         QVERIFY(pane(4)->isHidden());
         QVERIFY(!pane(1)->isHidden());
@@ -435,41 +474,50 @@ private slots:
         QFETCH(int, stopResult);
         QFETCH(bool, closes);
         QFETCH(int, minMs);
-        camera_.calls.clear();
-        camera_.stopResult = ReturnCode(stopResult);
-        w_->streaming = streaming;
+        if (streaming) QVERIFY(stream());
+        camera_->clearCalls();
+        camera_->failNext("StopStream", ReturnCode(stopResult));
+        w_->show();
         w_->debugWindow()->show();
 
         QElapsedTimer timer;
         timer.start();
-        QCOMPARE(w_->close(), closes);
-        QVERIFY(timer.elapsed() >= minMs);
+        // Without a stream the window goes at once; with one it waits for
+        // the camera, painting meanwhile, then goes or stays.
+        QCOMPARE(w_->close(), !streaming);
         QVERIFY(w_->debugWindow()->isHidden());
+        QVERIFY(settle());
+        QCOMPARE(w_->isVisible(), !closes);
+        if (closes) QVERIFY(timer.elapsed() >= minMs);
         const auto expected =
             streaming ? std::vector<std::string>{"StopStream", "DisconnectFromDevice"} : std::vector<std::string>{};
-        QCOMPARE(camera_.calls, expected);
+        QCOMPARE(camera_->commands(), expected);
     }
 
-    void sdkCallbackReachesTheLogAndRequestsOneReconnect() {
-        QVERIFY(camera_.callback);
-        std::thread([&] { camera_.callback("SN01", "heartbeat lost", nullptr); }).join();
-        QTRY_VERIFY(logLines(*w_).contains("sdk callback:SN01heartbeat lost"));
-        QVERIFY(!w_->reconnectRequested);
+    void sdkCallbackReachesTheLogAndStartsOneRecovery() {
+        std::thread([&] { camera_->fireLinkCallback("SN01", "heartbeat lost"); }).join();
+        QVERIFY(settle());
+        QVERIFY(logLines(*w_).contains("sdk callback:SN01heartbeat lost"));
+        QCOMPARE(camera_->count("ReconnectDevice"), 0);
 
-        w_->streaming = true;
+        QVERIFY(stream());
+        // The fake camera is back at the first attempt.
         std::thread([&] {
-            camera_.callback("SN01", "link down", nullptr);
-            camera_.callback("SN01", "link down", nullptr);
+            camera_->fireLinkCallback("SN01", "link down");
+            camera_->fireLinkCallback("SN01", "link down");
         }).join();
-        QVERIFY(!w_->streaming);
-        QTRY_VERIFY(w_->reconnectRequested);
-        QTRY_COMPARE(logLines(*w_).filter("try to reinit...").size(), 1);
+        QVERIFY(settle());
+        QCOMPARE(logLines(*w_).filter("try to reinit...").size(), 1);
         QCOMPARE(logLines(*w_).filter("sdk callback:SN01link down").size(), 2);
+        QCOMPARE(camera_->count("ReconnectDevice"), 1);
+        QCOMPARE(logLines(*w_).filter("reconnect succeed").size(), 1);
+        QCOMPARE(w_->session().status().state, SessionState::Streaming);
     }
 
     void disConShowsTheAbnormalStateBox() {
         PromptRecorder prompts;
         emit w_->disCon(DEVICE_BUSY);
+        QVERIFY(settle());
         QCOMPARE(prompts.requests.size(), 1);
         QCOMPARE(prompts.requests[0].title, QString("状态异常"));
         QCOMPARE(prompts.requests[0].text, QString("错误信息：code 6"));
@@ -478,13 +526,15 @@ private slots:
 
     void protocolDialogIsRefusedWhileStreaming() {
         PromptRecorder prompts;
-        w_->streaming = true;
+        QVERIFY(stream());
         menuAction(*w_, "切换网络协议")->trigger();
         QCOMPARE(prompts.requests.size(), 1);
         QCOMPARE(prompts.requests[0].text, QString("请先停止设备数据输出！"));
-        w_->streaming = false;
+        child<QPushButton>("pushButton_2")->click();
+        QVERIFY(settle());
         menuAction(*w_, "切换网络协议")->trigger();
         QCOMPARE(prompts.requests.size(), 1);
+        QVERIFY(w_->transportDialog()->isVisible());
         menuAction(*w_, "调试信息")->trigger();
         QVERIFY(w_->debugWindow()->isVisible());
     }
@@ -512,6 +562,7 @@ private slots:
         }
         FakeCamera camera;
         Widget w(nullptr, &camera);
+        QCoreApplication::processEvents();
         QCOMPARE(w.findChild<QPushButton*>("pushButton")->text(), searchText);
         const bool english = searchText == "Search device";
         QCOMPARE(w.findChild<QMenuBar*>()->actions().first()->text(), english ? QString("Network") : QString("网络"));
@@ -524,16 +575,15 @@ private slots:
     }
 
     void switchingKeepsSessionTextsAndStopButton() {
-        child<QPushButton>("pushButton_2")->setText("停止");
-        child<QLabel>("label_SN")->setText(": KX0003000001");
-        child<QLabel>("label_IP")->setText(": 192.168.1.80");
-        child<QLabel>("label_statusBar")->setText("已搜索到设备");
+        QVERIFY(stream());
+        QCOMPARE(child<QLabel>("label_SN")->text(), QString(": KX0000003001"));
 
         w_->switchLanguage(1);
         QCOMPARE(child<QPushButton>("pushButton_2")->text(), QString("Stop"));
         QCOMPARE(child<QLabel>("label_statusBar")->text(), QString("Device Searched"));
-        QCOMPARE(child<QLabel>("label_SN")->text(), QString(": KX0003000001"));
+        QCOMPARE(child<QLabel>("label_SN")->text(), QString(": KX0000003001"));
         QCOMPARE(child<QLabel>("label_IP")->text(), QString(": 192.168.1.80"));
+        QCOMPARE(child<QLabel>("label_Model")->text(), QString(": KX-120RGB"));
         QCOMPARE(child<QCheckBox>("checkBox_hdr")->text(), QString("HDR"));
         QVERIFY(menuAction(*w_, "Debugging Information"));
         QCOMPARE(w_->debugWindow()->findChild<QPushButton*>("pushButton")->text(), QString("Clear"));
@@ -550,7 +600,7 @@ private slots:
         QCOMPARE(child<QPushButton>("pushButton_2")->text(), QString("停止"));
         QCOMPARE(child<QLabel>("label_statusBar")->text(), QString("已搜索到设备"));
         QCOMPARE(child<QPushButton>("pushButton")->text(), QString("搜索设备"));
-        QCOMPARE(child<QLabel>("label_SN")->text(), QString(": KX0003000001"));
+        QCOMPARE(child<QLabel>("label_SN")->text(), QString(": KX0000003001"));
         w_->saveLanguage();
         QFile saved("language.info");
         QVERIFY(saved.open(QIODevice::ReadOnly));

@@ -1,15 +1,21 @@
 // Renders the whole window on a real X server and checks the look: dark
-// panes and Chinese captions drawn with a font that has the glyphs.
+// panes, Chinese captions drawn with a font that has the glyphs, and every
+// row of the control panel inside the panel in both languages.
 #include <QCheckBox>
 #include <QFontDatabase>
 #include <QGroupBox>
 #include <QLabel>
+#include <QLineEdit>
 #include <QMenuBar>
 #include <QPainter>
 #include <QPushButton>
+#include <QScrollArea>
 #include <QtTest>
 
 #include "cloudpoint.h"
+#include "controlpanel.h"
+#include "panearea.h"
+#include "slidereditor.h"
 #include "testsupport.h"
 #include "widget.h"
 
@@ -48,7 +54,7 @@ private slots:
     void pointCloudPaneIsWiredToItsView() {
         FakeCamera camera;
         Widget w(nullptr, &camera);
-        w.setShow(3);
+        w.paneArea()->setShow(3);
         w.show();
         QVERIFY(QTest::qWaitForWindowExposed(&w));
         auto* cloud = w.findChild<CloudPoint*>("widgetCp");
@@ -68,11 +74,11 @@ private slots:
         FakeCamera camera;
         Widget w(nullptr, &camera);
         // The layout of a running session: all four panes.
-        for (int x = 1; x <= 4; ++x) w.setShow(x);
+        for (int x = 1; x <= 4; ++x) w.paneArea()->setShow(x);
         w.resize(1600, 960);
         w.show();
         QVERIFY(QTest::qWaitForWindowExposed(&w));
-        w.setProportion();
+        w.paneArea()->setProportion();
         QTest::qWait(300);
 
         const QImage shot = w.grab().toImage();
@@ -124,6 +130,56 @@ private slots:
         for (int y = 0; y < buttonImage.height(); ++y)
             for (int x = 0; x < buttonImage.width(); ++x) colours.insert(buttonImage.pixel(x, y));
         QVERIFY(colours.size() > 4);
+    }
+
+    // Every number field and check box of the control panel lies inside the
+    // part of the panel that is shown, in Chinese and in English, at the
+    // window's default size. DEXALON_LAYOUT_SHOTS=<folder> keeps a picture
+    // of each language.
+    void everyPanelRowFitsInBothLanguages() {
+        FakeCamera camera;
+        Widget w(nullptr, &camera);
+        for (int x = 1; x <= 4; ++x) w.paneArea()->setShow(x);
+        w.show();
+        QVERIFY(QTest::qWaitForWindowExposed(&w));
+        QCOMPARE(w.size(), QSize(1600, 960));
+        for (int language : {0, 1}) {
+            w.switchLanguage(language);
+            QTest::qWait(100);
+            auto* area = w.controlPanel()->findChild<QScrollArea*>("scrollArea_kz");
+            QWidget* viewport = area->viewport();
+            const QRect shown(QPoint(0, 0), viewport->size());
+            auto inside = [&](QWidget* c) {
+                const QRect r(c->mapTo(viewport, QPoint(0, 0)), c->size());
+                return shown.left() <= r.left() && r.right() <= shown.right();
+            };
+            int checked = 0;
+            for (SliderEditer* e : w.controlPanel()->findChildren<SliderEditer*>()) {
+                if (!e->isVisibleTo(&w)) continue;
+                auto* field = e->findChild<QLineEdit*>("lineEdit");
+                QVERIFY2(inside(field),
+                         qPrintable(QString("%1 field cut off in language %2").arg(e->objectName()).arg(language)));
+                ++checked;
+            }
+            for (QCheckBox* box : w.controlPanel()->findChildren<QCheckBox*>()) {
+                if (!box->isVisibleTo(&w)) continue;
+                QVERIFY2(inside(box),
+                         qPrintable(QString("%1 cut off in language %2").arg(box->objectName()).arg(language)));
+                ++checked;
+            }
+            for (QPushButton* button : w.controlPanel()->findChildren<QPushButton*>()) {
+                if (!button->isVisibleTo(&w)) continue;
+                QVERIFY2(inside(button),
+                         qPrintable(QString("%1 cut off in language %2").arg(button->objectName()).arg(language)));
+            }
+            QVERIFY(checked > 15);
+            const QString folder = qEnvironmentVariable("DEXALON_LAYOUT_SHOTS");
+            if (!folder.isEmpty()) {
+                const QString file = folder + (language ? "/main-window-en.png" : "/main-window-zh.png");
+                QVERIFY(w.grab().save(file, "PNG"));
+            }
+        }
+        w.switchLanguage(0);
     }
 };
 

@@ -10,7 +10,7 @@
 #include <thread>
 
 #include "debug.h"
-#include "testsupport.h"
+#include "promptrecorder.h"
 
 class DebugWindowTest : public QObject {
     Q_OBJECT

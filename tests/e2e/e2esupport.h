@@ -9,8 +9,10 @@
 //   cleanup:      s.closeWindow();
 //   test:         QVERIFY(s.search(2)); QVERIFY(s.startRow(0)); ...
 // Every wait polls a condition while the event loop runs (queued signals
-// from worker and SDK threads are delivered), with generous time limits for
-// a loaded machine.
+// from the session, worker and SDK threads are delivered), with generous
+// time limits for a loaded machine. The session runs requests on its own
+// thread: settle() waits until it has run everything asked of it and the
+// window has taken in what it reported.
 #pragma once
 
 #include <QComboBox>
@@ -29,9 +31,11 @@
 #include <vector>
 
 #include "SimulatedCameras.h"
+#include "camerasession.h"
 #include "d3_sdk/DeviceManager.h"
 #include "debug.h"
-#include "testsupport.h"
+#include "promptrecorder.h"
+#include "sessionsettle.h"
 #include "widget.h"
 
 namespace e2e {
@@ -127,18 +131,24 @@ public:
         window_ = std::make_unique<Widget>();
         return *window_;
     }
-    // Ends any session the window left open in the SDK, then destroys it.
+    // Destroys the window, then ends any session it left open in the SDK.
     void closeWindow() {
         if (!window_) return;
-        window_->streaming.exchange(false);
-        window_->reconnectRequested.exchange(false);
         window_.reset();
         DeviceManager::GetInstance().StopStream();
         DeviceManager::GetInstance().DisconnectFromDevice();
         prompts_.reset();
     }
     Widget& window() { return *window_; }
-    bool hasWindow() const { return bool(window_); }
+    CameraSession& session() { return window_->session(); }
+    SessionStatus status() { return window_->session().status(); }
+    bool streaming() { return status().state == SessionState::Streaming; }
+    bool connected() { return status().connected(); }
+    bool recovering() { return status().state == SessionState::Recovering; }
+
+    // Waits until the session has run every request and script and the
+    // window has handled what they reported (which may ask for more).
+    bool settle(int timeoutMs = kWaitMs) { return settleSession(window_->session(), window_.get(), timeoutMs); }
     PromptRecorder& prompts() { return *prompts_; }
 
     // Any object of the form (or a child window) by its object name.
@@ -193,7 +203,7 @@ public:
     // Presses search and waits until the list holds `expected` devices.
     bool search(int expected) {
         if (!click("pushButton")) return false;
-        // The search is synchronous: the list is final when the click returns.
+        if (!settle()) return false;
         if (combo()->count() == expected) return true;
         qWarning("e2e: search listed %d devices, expected %d", combo()->count(), expected);
         return false;
@@ -210,12 +220,12 @@ public:
         const int row = rowOf(i);
         if (row < 0) return false;
         combo()->setCurrentIndex(row);
-        if (!click("pushButton_2")) return false;
-        return waitFor([&] { return window_->streaming.load(); });
+        if (!settle() || !click("pushButton_2")) return false;
+        return settle() && streaming();
     }
     bool stop() {
         if (!click("pushButton_2")) return false;
-        return waitFor([&] { return !window_->streaming.load(); });
+        return settle() && !streaming();
     }
 
 private:

@@ -14,6 +14,7 @@
 
 #include "cloudpoint.h"
 #include "e2esupport.h"
+#include "framedisplay.h"
 #include "frameitem.h"
 #include "graphicsview.h"
 
@@ -92,15 +93,15 @@ private slots:
 
     void colourCameraFillsEveryPane() {
         QVERIFY(start(kRgbCam));
-        QVERIFY(advances([&] { return w().paintedFrames(1); }, 3));
-        QVERIFY(advances([&] { return w().paintedFrames(2); }, 3));
-        QVERIFY(advances([&] { return w().paintedFrames(4); }, 3));
-        QVERIFY(advances([&] { return w().paintedFrames(3); }, 3));
+        QVERIFY(advances([&] { return w().frameDisplay().paintedFrames(1); }, 3));
+        QVERIFY(advances([&] { return w().frameDisplay().paintedFrames(2); }, 3));
+        QVERIFY(advances([&] { return w().frameDisplay().paintedFrames(4); }, 3));
+        QVERIFY(advances([&] { return w().frameDisplay().paintedFrames(3); }, 3));
         QCOMPARE(paneImage("graphicsViewDep").size(), QSize(640, 480));
         QCOMPARE(paneImage("graphicsViewIR").size(), QSize(640, 480));
         QCOMPARE(paneImage("graphicsViewRgb").size(), QSize(1920, 1080));
-        QVERIFY(w().frameReads(Widget::RgbTofRead) > 0);
-        QCOMPARE(w().frameReads(Widget::TofRead), 0u);
+        QVERIFY(w().acquisition().frameReads(Acquisition::RgbTofRead) > 0);
+        QCOMPARE(w().acquisition().frameReads(Acquisition::TofRead), 0u);
 
         // The simulated scene is a room: most of the IR and depth image is
         // lit and in range, so the pictures are not black.
@@ -123,12 +124,13 @@ private slots:
             int pane;
         } panes[] = {{"label_dep_fps", 1}, {"label_ir_fps", 2}, {"label_rgb_fps", 4}};
         unsigned painted0[3];
-        for (int i = 0; i < 3; ++i) painted0[i] = w().paintedFrames(panes[i].pane);
+        for (int i = 0; i < 3; ++i) painted0[i] = w().frameDisplay().paintedFrames(panes[i].pane);
         QElapsedTimer window;
         window.start();
         QTest::qWait(4000);
         for (int i = 0; i < 3; ++i) {
-            const double rate = (w().paintedFrames(panes[i].pane) - painted0[i]) * 1000.0 / window.elapsed();
+            const double rate =
+                (w().frameDisplay().paintedFrames(panes[i].pane) - painted0[i]) * 1000.0 / window.elapsed();
             const int shown = fpsShown(panes[i].label);
             QVERIFY2(shown <= kFps + 2, panes[i].label);
             QVERIFY2(std::abs(shown - rate) <= std::max(2.5, 0.4 * rate),
@@ -143,19 +145,19 @@ private slots:
         // A read in progress at the stop still delivers its frame; the SDK
         // timeout (1 s) bounds it.
         QTest::qWait(1500);
-        const unsigned depAfterStop = w().paintedFrames(1);
+        const unsigned depAfterStop = w().frameDisplay().paintedFrames(1);
         QTest::qWait(600);
-        QCOMPARE(w().paintedFrames(1), depAfterStop);
+        QCOMPARE(w().frameDisplay().paintedFrames(1), depAfterStop);
         QCOMPARE(paneImage("graphicsViewDep").size(), QSize(640, 480));
     }
 
     void plainCameraNeverTouchesRgbPane() {
         QVERIFY(start(kPlainCam));
-        QVERIFY(advances([&] { return w().paintedFrames(1); }, 5));
-        QVERIFY(advances([&] { return w().paintedFrames(2); }, 2));
-        QVERIFY(w().frameReads(Widget::TofRead) >= 5);
-        QCOMPARE(w().frameReads(Widget::RgbTofRead), 0u);
-        QCOMPARE(w().paintedFrames(4), 0u);
+        QVERIFY(advances([&] { return w().frameDisplay().paintedFrames(1); }, 5));
+        QVERIFY(advances([&] { return w().frameDisplay().paintedFrames(2); }, 2));
+        QVERIFY(w().acquisition().frameReads(Acquisition::TofRead) >= 5);
+        QCOMPARE(w().acquisition().frameReads(Acquisition::RgbTofRead), 0u);
+        QCOMPARE(w().frameDisplay().paintedFrames(4), 0u);
         QVERIFY(paneImage("graphicsViewRgb").isNull());
         QCOMPARE(s.labelText("label_rgb_fps"), QString("0fps"));
         // No read failed: the worker chose the frame call the camera has.
@@ -165,13 +167,13 @@ private slots:
 
     void registrationBoxesSwitchTheFrameCall() {
         QVERIFY(start(kRgbCam));
-        QVERIFY(advances([&] { return w().frameReads(Widget::RgbTofRead); }, 2));
+        QVERIFY(advances([&] { return w().acquisition().frameReads(Acquisition::RgbTofRead); }, 2));
         auto* rgb2dep = s.child<QCheckBox>("checkBox_rgb2dep");
         auto* dep2rgb = s.child<QCheckBox>("checkBox_dep2rgb");
 
         QVERIFY(clickBox("checkBox_rgb2dep"));
         QVERIFY(rgb2dep->isChecked());
-        QVERIFY(advances([&] { return w().frameReads(Widget::RgbToDepthRead); }, 3));
+        QVERIFY(advances([&] { return w().acquisition().frameReads(Acquisition::RgbToDepthRead); }, 3));
         // Colour sampled at every depth pixel: both panes at ToF size.
         QVERIFY(e2e::waitFor([&] { return paneImage("graphicsViewRgb").size() == QSize(640, 480); }));
         QCOMPARE(paneImage("graphicsViewDep").size(), QSize(640, 480));
@@ -179,17 +181,17 @@ private slots:
         QVERIFY(clickBox("checkBox_dep2rgb"));
         QVERIFY(dep2rgb->isChecked());
         QVERIFY(!rgb2dep->isChecked());
-        const unsigned toDepth = w().frameReads(Widget::RgbToDepthRead);
-        QVERIFY(advances([&] { return w().frameReads(Widget::DepthToRgbRead); }, 3));
+        const unsigned toDepth = w().acquisition().frameReads(Acquisition::RgbToDepthRead);
+        QVERIFY(advances([&] { return w().acquisition().frameReads(Acquisition::DepthToRgbRead); }, 3));
         // Depth projected into the colour camera: both panes at its size.
         QVERIFY(e2e::waitFor([&] { return paneImage("graphicsViewDep").size() == QSize(1920, 1080); }));
         QCOMPARE(paneImage("graphicsViewRgb").size(), QSize(1920, 1080));
-        QVERIFY(w().frameReads(Widget::RgbToDepthRead) <= toDepth + 1);
+        QVERIFY(w().acquisition().frameReads(Acquisition::RgbToDepthRead) <= toDepth + 1);
 
         // Clearing the box returns to the combined read and the ToF-size depth.
         QVERIFY(clickBox("checkBox_dep2rgb"));
         QVERIFY(!dep2rgb->isChecked() && !rgb2dep->isChecked());
-        QVERIFY(advances([&] { return w().frameReads(Widget::RgbTofRead); }, 3));
+        QVERIFY(advances([&] { return w().acquisition().frameReads(Acquisition::RgbTofRead); }, 3));
         QVERIFY(e2e::waitFor([&] { return paneImage("graphicsViewDep").size() == QSize(640, 480); }));
         QVERIFY(e2e::waitFor([&] { return paneImage("graphicsViewRgb").size() == QSize(1920, 1080); }));
         QVERIFY(!s.child<QCheckBox>("checkBox_rgb2pointcloud")->isEnabled());
@@ -198,24 +200,24 @@ private slots:
 
     void hiddenPanesAreNotRepainted() {
         QVERIFY(start(kRgbCam));
-        QVERIFY(advances([&] { return w().paintedFrames(2); }, 2));
-        QVERIFY(advances([&] { return w().paintedFrames(3); }, 2));
+        QVERIFY(advances([&] { return w().frameDisplay().paintedFrames(2); }, 2));
+        QVERIFY(advances([&] { return w().frameDisplay().paintedFrames(3); }, 2));
 
         QVERIFY(clickBox("checkBoxIr"));
         QVERIFY(clickBox("checkBoxCp"));
         QVERIFY(s.child<QWidget>("widget_IR")->isHidden());
         QVERIFY(s.child<QWidget>("widget_CP")->isHidden());
         QTest::qWait(1500);  // a frame read before the click may still be handed over
-        const unsigned ir = w().paintedFrames(2), cloud = w().paintedFrames(3);
-        QVERIFY(advances([&] { return w().paintedFrames(1); }, 8));
-        QCOMPARE(w().paintedFrames(2), ir);
-        QCOMPARE(w().paintedFrames(3), cloud);
+        const unsigned ir = w().frameDisplay().paintedFrames(2), cloud = w().frameDisplay().paintedFrames(3);
+        QVERIFY(advances([&] { return w().frameDisplay().paintedFrames(1); }, 8));
+        QCOMPARE(w().frameDisplay().paintedFrames(2), ir);
+        QCOMPARE(w().frameDisplay().paintedFrames(3), cloud);
 
         // Shown again, both pick the stream up.
         QVERIFY(clickBox("checkBoxIr"));
         QVERIFY(clickBox("checkBoxCp"));
-        QVERIFY(advances([&] { return w().paintedFrames(2); }, 3));
-        QVERIFY(advances([&] { return w().paintedFrames(3); }, 3));
+        QVERIFY(advances([&] { return w().frameDisplay().paintedFrames(2); }, 3));
+        QVERIFY(advances([&] { return w().frameDisplay().paintedFrames(3); }, 3));
     }
 };
 

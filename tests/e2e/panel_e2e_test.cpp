@@ -10,6 +10,7 @@
 #include <QtTest>
 #include <chrono>
 
+#include "controlpanel.h"
 #include "e2esupport.h"
 #include "slidereditor.h"
 
@@ -68,6 +69,7 @@ class PanelE2eTest : public QObject {
         SliderEditer* e = editor(name);
         e->setValue(v);
         emit e->ValChanged(e->value());
+        QVERIFY(s.settle());
     }
     QSlider* slider(const char* name) { return editor(name)->findChild<QSlider*>("horizontalSlider"); }
     QCheckBox* box(const char* name) { return s.child<QCheckBox>(name); }
@@ -77,6 +79,16 @@ class PanelE2eTest : public QObject {
         QVERIFY(s.startCamera(kCam));
         s.prompts().requests.clear();
         s.clearCommandLogs();
+    }
+    // Clicks like a user would and waits for what it asked of the camera.
+    void click(QAbstractButton* b) {
+        QVERIFY(b && b->isEnabled());
+        b->click();
+        QVERIFY(s.settle());
+    }
+    void choose(QComboBox* combo, int index) {
+        combo->setCurrentIndex(index);
+        QVERIFY(s.settle());
     }
 
 private slots:
@@ -164,9 +176,9 @@ private slots:
         // The value commit switched the filter on but left the box as it was.
         QCheckBox* flyBox = editor("widget_fly_filter")->findChild<QCheckBox*>("checkBox");
         QVERIFY(!flyBox->isChecked());
-        flyBox->click();
+        click(flyBox);
         QCOMPARE(s.logCount("set flyval:1 20"), 2);
-        flyBox->click();
+        click(flyBox);
         QVERIFY(!cameraSettings().flyPixel.enable);
         QCOMPARE(cameraSettings().flyPixel.value, 20.0f);
         QCOMPARE(s.logCount("set flyval:0 20"), 1);
@@ -176,24 +188,24 @@ private slots:
         start();
         auto lastSpatial = [this] { return last("SetSpatialFilter")->args["value"].toDouble(); };
         QComboBox* combo = s.child<QComboBox>("comboBox_median_filtering");
-        box("checkBox_space_filter")->click();  // on, item "1"
+        click(box("checkBox_space_filter"));  // on, item "1"
         QCOMPARE(lastSpatial(), 3.0);
-        combo->setCurrentIndex(1);
+        choose(combo, 1);
         QCOMPARE(lastSpatial(), 5.0);
-        combo->setCurrentIndex(2);
+        choose(combo, 2);
         QCOMPARE(lastSpatial(), 7.0);
-        box("checkBox_space_filter")->click();  // off: the boolean form
+        click(box("checkBox_space_filter"));  // off: the boolean form
         QVERIFY(!last("SetSpatialFilter")->args.contains("value"));
         QVERIFY(!cameraSettings().spatial.enable);
         QVERIFY(!combo->isEnabled());
         s.clearCommandLogs();
-        combo->setCurrentIndex(1);  // while off the combo sends nothing
+        choose(combo, 1);  // while off the combo sends nothing
         QVERIFY(names().empty());
-        combo->setCurrentIndex(2);
-        box("checkBox_space_filter")->click();  // on with item "3": 5, not 7
+        choose(combo, 2);
+        click(box("checkBox_space_filter"));  // on with item "3": 5, not 7
         QCOMPARE(lastSpatial(), 5.0);
-        combo->setCurrentIndex(1);
-        combo->setCurrentIndex(2);
+        choose(combo, 1);
+        choose(combo, 2);
         QCOMPARE(lastSpatial(), 7.0);
     }
 
@@ -201,7 +213,7 @@ private slots:
         start();
         QRadioButton* autoButton = s.child<QRadioButton>("radioButton_auto");
         box("checkBox_hdr")->setChecked(true);
-        autoButton->click();
+        click(autoButton);
         QCOMPARE(setters(), (std::vector<std::string>{"SetHdr", "SetTofAutoExposure"}));
         QCOMPARE(names().front(), std::string("StopStream"));
         QVERIFY(cameraSettings().tofAutoExposure);
@@ -211,16 +223,16 @@ private slots:
 
         s.clearCommandLogs();
         commit("widget_fps", 5);
-        s.child<QRadioButton>("radioButton_manual")->click();
+        click(s.child<QRadioButton>("radioButton_manual"));
         QCOMPARE(setters(), (std::vector<std::string>{"SetFrameRate", "SetFrameRate", "SetTofExposureTime"}));
         QVERIFY(!cameraSettings().tofAutoExposure);
         QVERIFY(box("checkBox_hdr")->isEnabled());
 
         s.clearCommandLogs();
-        s.child<QRadioButton>("radioButton_rgb_manual")->click();
+        click(s.child<QRadioButton>("radioButton_rgb_manual"));
         QCOMPARE(setters(), (std::vector<std::string>{"SetRgbExposureMode", "SetRgbExposureTime"}));
         QVERIFY(!cameraSettings().rgbAutoExposure);
-        s.child<QRadioButton>("radioButton_rgb_auto")->click();
+        click(s.child<QRadioButton>("radioButton_rgb_auto"));
         QVERIFY(cameraSettings().rgbAutoExposure);
         QVERIFY(!slider("widget_rgb_manual_exposure")->isEnabled());
     }
@@ -228,24 +240,24 @@ private slots:
     void triggerModes() {
         start();
         QComboBox* mode = s.child<QComboBox>("comboBox_mode");
-        mode->setCurrentIndex(1);
+        choose(mode, 1);
         QCOMPARE(names(), (std::vector<std::string>{"StopStream", "SetTriggerMode", "StartStream"}));
         QCOMPARE(cameraSettings().triggerMode, 1);
         QVERIFY(s.button("pushButton_trigger")->isEnabled());
         QVERIFY(!editor("widget_time_filter")->isChecked());
 
         s.clearCommandLogs();
-        s.button("pushButton_trigger")->click();
+        click(s.button("pushButton_trigger"));
         QCOMPARE(names(), std::vector<std::string>{"SoftTrigger"});
 
-        mode->setCurrentIndex(3);
+        choose(mode, 3);
         QVERIFY(s.child<QSpinBox>("spinBox_ms")->isEnabled());
         QVERIFY(s.button("pushButton_set_time")->isEnabled());
         QVERIFY(!s.button("pushButton_trigger")->isEnabled());
         s.clearCommandLogs();
         s.child<QSpinBox>("spinBox_ms")->setValue(5);
         s.child<QSpinBox>("spinBox_us")->setValue(7);
-        s.button("pushButton_set_time")->click();
+        click(s.button("pushButton_set_time"));
         QCOMPARE(names(), (std::vector<std::string>{"StopStream", "SetHardTriggerDelay", "StartStream"}));
         // The microseconds go first, where the camera expects milliseconds.
         QCOMPARE(cameraSettings().hardTriggerDelayMs, 7);
@@ -253,7 +265,7 @@ private slots:
 
         // A refused mode puts the list (and through it the camera) back to normal.
         s.camera(kCam).camera().failNext("SetTriggerMode", 39);
-        mode->setCurrentIndex(2);
+        choose(mode, 2);
         QCOMPARE(mode->currentIndex(), 0);
         QCOMPARE(cameraSettings().triggerMode, 0);
         QCOMPARE(s.promptTitles(), QStringList{"状态异常"});
@@ -261,7 +273,7 @@ private slots:
 
         QVERIFY(s.stop());
         s.clearCommandLogs();
-        mode->setCurrentIndex(2);
+        choose(mode, 2);
         QVERIFY(names().empty());  // nothing while stopped, not even the stream calls
     }
 
@@ -269,7 +281,7 @@ private slots:
         start();
         QCheckBox* hdr = box("checkBox_hdr");
         QVERIFY(hdr->isEnabled());
-        hdr->click();
+        click(hdr);
         const auto all = received();
         QCOMPARE(names(), (std::vector<std::string>{"StopStream", "SetHdr", "StartStream"}));
         const auto pause = std::chrono::duration_cast<std::chrono::milliseconds>(all[2].time - all[0].time);
@@ -282,21 +294,21 @@ private slots:
 
     void frequencyModeWithoutRestart() {
         start();
-        box("checkbox_tof_frequency")->click();
+        click(box("checkbox_tof_frequency"));
         QCOMPARE(names(), std::vector<std::string>{"SetFrequencyMode"});
         QCOMPARE(cameraSettings().frequencyMode, 1);
-        box("checkbox_tof_frequency")->click();
+        click(box("checkbox_tof_frequency"));
         QCOMPARE(cameraSettings().frequencyMode, 0);
         QCOMPARE(s.logCount("SetTofFrequencyMode DUAL_FREQUENCY"), 1);
     }
 
     void fastModeOnAndOff() {
         start();
-        s.child<QRadioButton>("radioButton_rgb_manual")->click();
-        editor("widget_fly_filter")->findChild<QCheckBox*>("checkBox")->click();
+        click(s.child<QRadioButton>("radioButton_rgb_manual"));
+        click(editor("widget_fly_filter")->findChild<QCheckBox*>("checkBox"));
         s.clearCommandLogs();
 
-        box("checkBox_fast")->click();
+        click(box("checkBox_fast"));
         QCOMPARE(names(), (std::vector<std::string>{
                               "SetRgbExposureTime", "StopStream", "SetHdr", "SetSingleIntegralMode", "StartStream",
                               "SetSpatialFilter", "SetTimeMedianFilter", "SetConfidenceFilter", "SetFlyPixelFilter"}));
@@ -312,7 +324,7 @@ private slots:
         QVERIFY(s.logCount("fast mode start") == 1);
 
         s.clearCommandLogs();
-        box("checkBox_fast")->click();
+        click(box("checkBox_fast"));
         QCOMPARE(names(),
                  (std::vector<std::string>{"SetFrameRate", "StopStream", "SetHdr", "SetHdr", "SetTofExposureTime",
                                            "StartStream", "SetFrameRate", "SetFlyPixelFilter"}));
@@ -332,7 +344,7 @@ private slots:
     void fastModeKeepsAutoRgbExposure() {
         start();
         QVERIFY(s.child<QRadioButton>("radioButton_rgb_auto")->isChecked());  // the camera's default
-        box("checkBox_fast")->click();
+        click(box("checkBox_fast"));
         QVERIFY(last("SetRgbExposureTime") == nullptr);
     }
 
@@ -427,9 +439,10 @@ private slots:
             return c;
         }());
         QVERIFY(s.click("pushButton_2"));
-        QVERIFY(e2e::waitFor([this] { return s.logCount("get hdr err") == 1; }));
+        QVERIFY(s.settle());
+        QCOMPARE(s.logCount("get hdr err"), 1);
         QCOMPARE(editor("widget_gamma_value")->value(), 0);  // panel untouched
-        QVERIFY(!s.window().streaming);
+        QVERIFY(!s.streaming());
         QCOMPARE(s.promptTitles(), QStringList{"状态异常"});
     }
 
@@ -443,17 +456,17 @@ private slots:
 
         s.clearCommandLogs();
         s.camera(kCam).camera().failNext("SetHdr", 3);
-        box("checkBox_fast")->click();
+        click(box("checkBox_fast"));
         QCOMPARE(s.promptTitles().size(), 2);
         QCOMPARE(s.logCount("err set hdr:0"), 1);
         QVERIFY(s.received(kCam, "SetSingleIntegralMode"));
         QVERIFY(s.received(kCam, "SetFlyPixelFilter"));
-        QVERIFY(s.window().streaming);
+        QVERIFY(s.streaming());
     }
 
     void filterDefaults() {
         start();
-        s.button("pushButton_save_config")->click();
+        click(s.button("pushButton_save_config"));
         d3sim::CameraSettings c = cameraSettings();
         QVERIFY(!c.timeMedian.enable);
         QCOMPARE(c.timeMedian.value, 7.0f);
@@ -468,10 +481,10 @@ private slots:
         QCOMPARE(s.logCount("filteringDefaultConfiguration"), 4);
 
         // Outside normal mode the camera's time filter is left alone.
-        s.child<QComboBox>("comboBox_mode")->setCurrentIndex(1);
+        choose(s.child<QComboBox>("comboBox_mode"), 1);
         commit("widget_time_filter", 2);
         s.clearCommandLogs();
-        s.button("pushButton_save_config")->click();
+        click(s.button("pushButton_save_config"));
         QVERIFY(last("SetTimeMedianFilter") == nullptr);
         QVERIFY(cameraSettings().timeMedian.enable);
         QVERIFY(!editor("widget_time_filter")->isChecked());
@@ -480,9 +493,10 @@ private slots:
     void wholePanelDefaults() {
         start();
         commit("widget_gamma_value", 10);
-        s.child<QComboBox>("comboBox_mode")->setCurrentIndex(1);
-        box("checkbox_tof_frequency")->click();
-        s.window().DefaultConfigurationSlots();
+        choose(s.child<QComboBox>("comboBox_mode"), 1);
+        click(box("checkbox_tof_frequency"));
+        s.window().controlPanel()->DefaultConfigurationSlots();
+        QVERIFY(s.settle());
         const d3sim::CameraSettings c = cameraSettings();
         QCOMPARE(c.frameRate, 10);
         QCOMPARE(c.tofExposureUs, 2000);
@@ -495,7 +509,7 @@ private slots:
         QCOMPARE(c.frequencyMode, 0);
         QCOMPARE(s.child<QComboBox>("comboBox_mode")->currentIndex(), 0);
         QCOMPARE(editor("widget_min_color_mapping")->value(), 200);
-        QVERIFY(s.window().streaming);
+        QVERIFY(s.streaming());
         QCOMPARE(names().back(), std::string("StartStream"));
         QVERIFY(s.prompts().requests.isEmpty());
     }

@@ -1,8 +1,10 @@
 // Value rules of the control panel: the frame-rate limit table, the filter
 // value conversions both ways and the read-back corrections.
+#include "panelrules.h"
+
 #include <gtest/gtest.h>
 
-#include "panelrules.h"
+#include "frameratelimits.h"
 
 namespace {
 
@@ -27,12 +29,10 @@ TEST_P(ExposureLimitsTest, RowOfTheTable) {
 // past the editor's top (21..25) and rates outside the table.
 INSTANTIATE_TEST_SUITE_P(Table, ExposureLimitsTest,
                          ::testing::Values(LimitRow{1, 4000, 10000}, LimitRow{2, 4000, 5000}, LimitRow{5, 4000, 2500},
-                                           LimitRow{6, 2000, 2200}, LimitRow{9, 2000, 1300},
-                                           LimitRow{10, 2000, 1250}, LimitRow{11, 1300, 1210},
-                                           LimitRow{15, 1300, 1050}, LimitRow{16, 1000, 1010},
-                                           LimitRow{19, 1000, 890}, LimitRow{20, 1000, 625},
-                                           LimitRow{21, 1000, 625}, LimitRow{25, 1000, 625},
-                                           LimitRow{30, 1000, 625}, LimitRow{0, 4000, 10000},
+                                           LimitRow{6, 2000, 2200}, LimitRow{9, 2000, 1300}, LimitRow{10, 2000, 1250},
+                                           LimitRow{11, 1300, 1210}, LimitRow{15, 1300, 1050}, LimitRow{16, 1000, 1010},
+                                           LimitRow{19, 1000, 890}, LimitRow{20, 1000, 625}, LimitRow{21, 1000, 625},
+                                           LimitRow{25, 1000, 625}, LimitRow{30, 1000, 625}, LimitRow{0, 4000, 10000},
                                            LimitRow{-3, 4000, 10000}));
 
 TEST(ExposureLimits, TableHasExactlyTheRatesOneToTwentyFive) {
@@ -109,6 +109,24 @@ TEST(ReadBack, ZeroExposureMeansFastMode) {
     EXPECT_EQ(PanelRules::exposureForEditor(3), 3);  // shown as read, the editor clamps its slider
     EXPECT_TRUE(PanelRules::isFastModeExposure(0));
     EXPECT_FALSE(PanelRules::isFastModeExposure(6));
+}
+
+TEST(FrameRateLimits, TableCoversOneToTwentyFiveFramesPerSecond) {
+    FrameRateLimits map;
+    map.insert(99, qMakePair(1, 1));
+    fillFrameRateLimits(map);
+    EXPECT_FALSE(map.contains(99)) << "the table is rebuilt from scratch";
+    EXPECT_EQ(map.size(), 25);
+    const std::pair<int, QPair<int, int>> rows[] = {
+        {1, {4000, 10000}}, {2, {4000, 5000}},  {5, {4000, 2500}},  {6, {2000, 2200}},
+        {10, {2000, 1250}}, {11, {1300, 1210}}, {15, {1300, 1050}}, {16, {1000, 1010}},
+        {19, {1000, 890}},  {20, {1000, 625}},  {21, {1000, 625}},  {25, {1000, 625}},
+    };
+    for (const auto& [fps, limits] : rows) EXPECT_EQ(map.value(fps), limits) << fps;
+    for (int fps = 2; fps <= 25; ++fps) {
+        EXPECT_LE(map.value(fps).first, map.value(fps - 1).first) << fps;
+        EXPECT_LE(map.value(fps).second, map.value(fps - 1).second) << fps;
+    }
 }
 
 }  // namespace

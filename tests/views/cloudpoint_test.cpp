@@ -1,3 +1,5 @@
+#include "cloudpoint.h"
+
 #include <QVTKOpenGLWindow.h>
 #include <gtest/gtest.h>
 #include <vtkCallbackCommand.h>
@@ -19,7 +21,6 @@
 #include <vector>
 
 #include "cloudpipeline.h"
-#include "cloudpoint.h"
 #include "qtapp.h"
 
 namespace {
@@ -42,8 +43,6 @@ protected:
 
     void SetUp() override {
         if (!std::getenv("DISPLAY")) GTEST_SKIP() << "the 3D view needs an X server (run under xvfb-run)";
-        cloudFirstFrame = true;
-        cloudIdle = true;
         view = std::make_unique<CloudPoint>();
         view->resize(640, 480);
         view->show();
@@ -84,22 +83,26 @@ TEST_F(CloudPointTest, ValidityRuleAtTheLimits) {
     EXPECT_EQ(point(kCloudPoints - 1), (std::array<double, 3>{0, 0, 0}));
     EXPECT_EQ(point(kCloudWidth + 5), (std::array<double, 3>{5 - 320, 1 - 240, 1000}));
     EXPECT_EQ(view->pointcloudeNum(), kCloudPoints - 3);
-    EXPECT_TRUE(cloudIdle);
+    EXPECT_TRUE(view->idle());
 }
 
 TEST_F(CloudPointTest, BusyWhileRenderingIdleAfter) {
-    std::vector<bool> seen;
+    struct Watch {
+        CloudPoint* view;
+        std::vector<bool> seen;
+    } watch{view.get(), {}};
     vtkNew<vtkCallbackCommand> onRender;
-    onRender->SetClientData(&seen);
+    onRender->SetClientData(&watch);
     onRender->SetCallback([](vtkObject*, unsigned long, void* data, void*) {
-        static_cast<std::vector<bool>*>(data)->push_back(cloudIdle.load());
+        auto* w = static_cast<Watch*>(data);
+        w->seen.push_back(w->view->idle());
     });
     view->renderWindow()->AddObserver(vtkCommand::StartEvent, onRender);
     std::vector<float> xyz = flatCloud(2000);
     view->paintCpDat(xyz.data());
-    ASSERT_FALSE(seen.empty()) << "a visible view renders every frame";
-    for (bool idle : seen) EXPECT_FALSE(idle) << "cloudIdle must stay false during the update";
-    EXPECT_TRUE(cloudIdle);
+    ASSERT_FALSE(watch.seen.empty()) << "a visible view renders every frame";
+    for (bool idle : watch.seen) EXPECT_FALSE(idle) << "the view must not read as idle during the update";
+    EXPECT_TRUE(view->idle());
 }
 
 TEST_F(CloudPointTest, HiddenViewDropsFrames) {
@@ -107,9 +110,8 @@ TEST_F(CloudPointTest, HiddenViewDropsFrames) {
     view->paintCpDat(xyz.data());
     view->hide();
     std::vector<float> other = flatCloud(3000);
-    cloudIdle = true;
     view->paintCpDat(other.data());
-    EXPECT_TRUE(cloudIdle);
+    EXPECT_TRUE(view->idle());
     EXPECT_EQ(depth(kCloudWidth + 5), 1000.0) << "a hidden view keeps the last frame";
     view->show();
     ASSERT_TRUE(QTest::qWaitForWindowExposed(view.get()));
@@ -122,18 +124,18 @@ TEST_F(CloudPointTest, FirstFrameAfterClearResetsCameraToMainView) {
     const double add = cameraPreset(CAMERA_MAIN_VIEW, area->width(), area->height()).cameraAddDis;
     std::vector<float> xyz = flatCloud(1000);
     view->paintCpDat(xyz.data());
-    EXPECT_FALSE(cloudFirstFrame);
+    EXPECT_FALSE(view->firstFrame());
     view->SetCamera(CAMERA_TOP_VIEW);
     view->paintCpDat(xyz.data());
     EXPECT_EQ(view->cameraType(), CAMERA_TOP_VIEW) << "later frames leave the user's camera alone";
     EXPECT_DOUBLE_EQ(cameraPosition()[1], -8000 - add);
 
     view->clearWindow();
-    EXPECT_TRUE(cloudFirstFrame);
+    EXPECT_TRUE(view->firstFrame());
     EXPECT_EQ(point(kCloudWidth + 5), (std::array<double, 3>{0, 0, 0}));
     EXPECT_EQ(view->pointcloudeNum(), 0);
     view->paintCpDat(xyz.data());
-    EXPECT_FALSE(cloudFirstFrame);
+    EXPECT_FALSE(view->firstFrame());
     EXPECT_EQ(view->cameraType(), CAMERA_MAIN_VIEW);
     const auto pos = cameraPosition();
     EXPECT_DOUBLE_EQ(pos[2], -1200 - add);

@@ -1,0 +1,572 @@
+#include "camerasession.h"
+
+#include <QDateTime>
+#include <chrono>
+#include <iostream>
+#include <thread>
+
+#include "compatibility.h"
+#include "sessionrules.h"
+
+namespace {
+
+// The log window's start lines have always been reported from the button's slot.
+constexpr const char* kStartSlot = "on_pushButton_2_clicked";
+
+}  // namespace
+
+CameraSession::CameraSession(CameraInterface& camera, Acquisition& acquisition, LogSink log)
+    : camera_(camera), acquisition_(acquisition), log_(std::move(log)) {
+    qRegisterMetaType<SessionStatus>("SessionStatus");
+    qRegisterMetaType<SessionEvent>("SessionEvent");
+    qRegisterMetaType<PromptKind>("PromptKind");
+    qRegisterMetaType<CameraScript>("CameraScript");
+    thread_.setObjectName(QStringLiteral("camera session"));
+    moveToThread(&thread_);
+    thread_.start();
+}
+
+CameraSession::~CameraSession() {
+    if (!thread_.isRunning()) return;
+    {
+        std::lock_guard<std::mutex> lock(pauseMutex_);
+        shuttingDown_ = true;
+    }
+    pauseWake_.notify_all();
+    QThread* owner = QThread::currentThread();
+    QMetaObject::invokeMethod(
+        this,
+        [this, owner] {
+            // Waits for a callback in flight, so none can reach a session that
+            // is being destroyed.
+            camera_.RegisterNetworkMonitoringCallback(nullptr, nullptr);
+            moveToThread(owner);
+        },
+        Qt::BlockingQueuedConnection);
+    thread_.quit();
+    thread_.wait();
+}
+
+template <typename Job>
+void CameraSession::post(Job job) {
+    ++pending_;
+    ++requests_;
+    QMetaObject::invokeMethod(
+        this,
+        [this, job = std::move(job)]() mutable {
+            if (!shuttingDown_) job();
+            if (--pending_ == 0) emit idle();
+        },
+        Qt::QueuedConnection);
+}
+
+void CameraSession::pause(int ms) {
+    std::unique_lock<std::mutex> lock(pauseMutex_);
+    pauseWake_.wait_for(lock, std::chrono::milliseconds(ms), [this] { return shuttingDown_.load(); });
+}
+
+// --- Requests
+
+void CameraSession::begin() {
+    post([this] {
+        camera_.SetTimeout(kSdkTimeoutMs);
+        camera_.RegisterNetworkMonitoringCallback(
+            [this](std::string sn, std::string error, void*) { onLinkCallback(sn, error); }, nullptr);
+    });
+}
+
+void CameraSession::search() {
+    ++endRequests_;
+    post([this] { searchJob(); });
+}
+
+void CameraSession::start(int row) {
+    post([this, row] { startJob(row); });
+}
+
+void CameraSession::stop() {
+    ++endRequests_;
+    post([this] { stopJob(); });
+}
+
+void CameraSession::disconnectDevice() {
+    ++endRequests_;
+    post([this] { disconnectJob(); });
+}
+
+void CameraSession::changeDevice() {
+    ++endRequests_;
+    post([this] { changeDeviceJob(); });
+}
+
+void CameraSession::continueStart(bool ok) {
+    post([this, ok] {
+        if (!starting_) return;
+        if (ok && state_.state == SessionState::Open) {
+            finishStart();
+            return;
+        }
+        // A failed read-back has shown its box; the camera stays open.
+        starting_ = false;
+        state_.busy = false;
+        state_.activity.clear();
+        publish();
+    });
+}
+
+void CameraSession::closeSession() {
+    ++endRequests_;
+    post([this] { closeJob(); });
+}
+
+void CameraSession::run(CameraScript script) {
+    post([this, script = std::move(script)] { runScript(script); });
+}
+
+void CameraSession::reportError(ReturnCode ret) {
+    post([this, ret] { warn(tr("状态异常"), tr("错误信息：%1").arg(describe(ret))); });
+}
+
+SessionStatus CameraSession::status() const {
+    std::lock_guard<std::mutex> lock(statusMutex_);
+    return published_;
+}
+
+// --- Publishing
+
+void CameraSession::publish() {
+    {
+        std::lock_guard<std::mutex> lock(statusMutex_);
+        published_ = state_;
+    }
+    emit statusChanged(state_);
+}
+
+void CameraSession::emitEvent(SessionEvent event) { emit sessionEvent(event, state_); }
+
+void CameraSession::setState(SessionState state) {
+    state_.state = state;
+    if (state != SessionState::Recovering) state_.recoveryFailed = false;
+    publish();
+}
+
+QString CameraSession::describe(ReturnCode code) { return fromLocal(camera_.GetReturnCodeDescriptor(code)); }
+
+void CameraSession::warn(const QString& title, const QString& text) { emit prompt(PromptKind::Warning, title, text); }
+
+bool CameraSession::sessionGone() const { return !state_.connected(); }
+
+// --- Errors
+
+bool CameraSession::checkError(ReturnCode ret) {
+    if (ret == SUCCESS) return true;
+    const QString message = tr("错误信息：%1").arg(describe(ret));
+    if (ret == NETWORK_ERROR) {
+        // The session is gone on our side before the user reads why.
+        deviceDisconnect();
+        warn(tr("网络错误"), message);
+    } else {
+        warn(tr("状态异常"), message);
+    }
+    return false;
+}
+
+void CameraSession::deviceDisconnect() {
+    warn(tr("设备断开"), tr("设备已断开链接！"));
+    acquisition_.setStreaming(false);
+    state_.device = DeviceDetails();
+    emitEvent(SessionEvent::ResetView);
+    emitEvent(SessionEvent::ControlsOff);
+    deviceList_.clear();
+    state_.devices.clear();
+    starting_ = false;
+    state_.busy = false;
+    state_.activity.clear();
+    setState(SessionState::Idle);
+}
+
+// --- Search
+
+void CameraSession::searchJob() {
+    state_.busy = true;
+    state_.activity = tr("正在搜索设备...");
+    deviceList_.clear();
+    state_.devices.clear();
+    state_.device = DeviceDetails();
+    publish();
+    DEBUG_LINE("camerasession", "this combobox ");
+
+    if (state_.state == SessionState::Streaming) {
+        acquisition_.setStreaming(false);
+        const ReturnCode ret = camera_.StopStream();
+        // The search goes on either way: the user asked for a fresh list.
+        if (ret != SUCCESS) std::cout << int(ret) << " " << camera_.GetReturnCodeDescriptor(ret) << std::endl;
+    }
+
+    deviceList_ = camera_.FindDevices();
+    state_.busy = false;
+    state_.activity.clear();
+    if (!deviceList_.empty()) {
+        DEBUG_LINE("camerasession", "get device");
+        for (const std::string& device : deviceList_) state_.devices << fromLocal(device);
+        setState(SessionState::Listed);
+        return;
+    }
+    setState(SessionState::Idle);
+    emit prompt(PromptKind::Information, tr("提示"), tr("未找到设备"));
+}
+
+// --- Start
+
+void CameraSession::startJob(int row) {
+    if (state_.streamingFace()) return;
+    if (deviceList_.empty() || row < 0 || row >= int(deviceList_.size())) {
+        warn(tr("提示"), tr("请选中设备后再开始！"));
+        return;
+    }
+    state_.busy = true;
+    state_.activity = tr("正在打开设备...");
+    publish();
+
+    const std::string device = deviceList_[std::size_t(row)];
+    const bool tcp = tcp_;
+    ReturnCode initResult = camera_.InitDevice(device, tcp);
+    if (initResult == ALREADY_CONNECTED) {
+        // Another camera is still open (a search leaves it so); start opens
+        // the chosen one.
+        camera_.DisconnectFromDevice();
+        initResult = camera_.InitDevice(device, tcp);
+    }
+    DEBUG_LINE("camerasession", fromLocal(device) + " " + QString::number(int(initResult)));
+    if (initResult != SUCCESS) {
+        state_.busy = false;
+        state_.activity.clear();
+        publish();
+        const QString message = tr("错误信息：%1").arg(describe(initResult));
+        if (initResult == INIT_NETWORK_FAILED || initResult == NETWORK_ERROR) {
+            warn(tr("网络错误"), message);
+            disconnectJob();
+        } else {
+            warn(tr("错误"), message);
+            if (initResult == INIT_FAILED) disconnectJob();
+        }
+        return;
+    }
+
+    setState(SessionState::Open);
+    emitEvent(SessionEvent::ControlsOn);
+
+    std::string serial, firmware, deviceVersion;
+    camera_.GetDeviceSN(serial);
+    camera_.GetVersion(firmware, deviceVersion);
+
+    if (!acquisition_.registrationActive()) {
+        int width = 0;
+        int height = 0;
+        if (camera_.GetImageInfo(width, height) == SUCCESS && width > 0 && height > 0)
+            state_.colourSize = QSize(width, height);
+        // The workers are idle until the stream starts.
+        acquisition_.selectForStart(unsigned(state_.colourSize.width()));
+        DEBUG_LINE("camerasession", QString("%1 %2").arg(state_.colourSize.height()).arg(state_.colourSize.width()));
+        publish();
+        emitEvent(SessionEvent::PreparingStream);
+    }
+
+    camera_.ConvertDepthToRgbEnable(true);
+    camera_.ConvertRgbToDepthEnable(true);
+
+    DeviceDetails& d = state_.device;
+    d = DeviceDetails();
+    d.serial = fromLocal(serial);
+    d.firmware = fromLocal(firmware);
+    d.deviceVersion = fromLocal(deviceVersion);
+    d.address = addressFromDeviceText(fromLocal(device));
+    if (!serial.empty()) d.model = cameraModelFromSerial(serial);
+    // Shown once frames flow.
+    d.present = false;
+
+    starting_ = true;
+    emitEvent(SessionEvent::ReadBack);
+}
+
+void CameraSession::finishStart() {
+    emitEvent(SessionEvent::ShowPanes);
+    DEBUG_LINE("camerasession", "ready start");
+    log_(LOG_AS(kStartSlot).text("ready start"));
+
+    if (!checkError(camera_.StartStream())) {
+        log_(LOG_AS(kStartSlot).text("start err"));
+        if (starting_) {
+            starting_ = false;
+            state_.busy = false;
+            state_.activity.clear();
+            publish();
+        }
+        return;
+    }
+
+    CameraIntrinsicParam intrinsics{};
+    intrinsics.fx = 640;
+    intrinsics.fy = 480;
+    intrinsics.cx = 320;
+    intrinsics.cy = 240;
+    log_(LOG_AS(kStartSlot).text("GetTofCameraIntrinsicParam"));
+    checkError(camera_.GetTofCameraIntrinsicParam(intrinsics));
+    // A failed read ended nothing but the read, unless the link went with it.
+    if (sessionGone()) return;
+    log_(LOG_AS(kStartSlot)
+             .text(QString("GetTofCameraIntrinsicParam fx:%1 fy:%2 cx:%3 cy:%4 k1:%5 k2:%6 k3:%7")
+                       .arg(intrinsics.fx, 0, 'g', 6)
+                       .arg(intrinsics.fy, 0, 'g', 6)
+                       .arg(intrinsics.cx, 0, 'g', 6)
+                       .arg(intrinsics.cy, 0, 'g', 6)
+                       .arg(intrinsics.k1, 0, 'g', 6)
+                       .arg(intrinsics.k2, 0, 'g', 6)
+                       .arg(intrinsics.k3, 0, 'g', 6)));
+
+    state_.device.present = true;
+    const bool rgbFrames = state_.device.model && state_.device.model->rgbFrames;
+    acquisition_.setRgbFrames(rgbFrames);
+    starting_ = false;
+    state_.busy = false;
+    state_.activity.clear();
+    setState(SessionState::Streaming);
+    acquisition_.setStreaming(true);
+    emitEvent(SessionEvent::StreamStarted);
+}
+
+// --- Stop, disconnect, another camera
+
+void CameraSession::stopBranch() {
+    acquisition_.setStreaming(false);
+    DEBUG_LINE("camerasession", "guanbi");
+    emitEvent(SessionEvent::Stopping);
+    const ReturnCode ret = camera_.StopStream();
+    if (ret == SUCCESS || ret == NOT_STREAMING || ret == NOT_CONNECTED) {
+        // Not streaming any more is what stop wanted, whoever stopped it.
+        // While a lost link is being recovered the SDK holds no session at
+        // all; stop must still win over the recovery attempts.
+        setState(SessionState::Open);
+        emitEvent(SessionEvent::ControlsOff);
+        DEBUG_LINE("camerasession", QStringLiteral("正常关闭"));
+    } else if (ret == NETWORK_ERROR) {
+        deviceDisconnect();
+    } else {
+        warn(tr("状态异常"), tr("错误信息：%1").arg(describe(ret)));
+    }
+}
+
+void CameraSession::stopJob() {
+    if (!state_.streamingFace()) return;
+    state_.busy = true;
+    state_.activity = tr("正在停止...");
+    publish();
+    stopBranch();
+    state_.busy = false;
+    state_.activity.clear();
+    publish();
+}
+
+void CameraSession::disconnectJob() {
+    state_.busy = true;
+    state_.activity = tr("正在断开...");
+    publish();
+    if (state_.state == SessionState::Streaming) stopBranch();
+    emitEvent(SessionEvent::ControlsReleased);
+    camera_.DisconnectFromDevice();
+    state_.device = DeviceDetails();
+    emitEvent(SessionEvent::ResetView);
+    // The list and the combo stay one and the same: a start needs a new search.
+    deviceList_.clear();
+    state_.devices.clear();
+    emitEvent(SessionEvent::ClearScenes);
+    starting_ = false;
+    state_.busy = false;
+    state_.activity.clear();
+    setState(SessionState::Idle);
+    DEBUG_LINE("camerasession", QStringLiteral("正常断开"));
+}
+
+void CameraSession::changeDeviceJob() {
+    if (deviceList_.empty()) return;
+    state_.busy = true;
+    state_.activity = tr("正在断开...");
+    publish();
+    DEBUG_LINE("camerasession", "change");
+    if (state_.state == SessionState::Streaming) stopBranch();
+    DEBUG_LINE("camerasession", "change1");
+    // Nothing of this may reach the camera that is being left.
+    emitEvent(SessionEvent::ControlsReleased);
+    camera_.DisconnectFromDevice();
+    DEBUG_LINE("camerasession", "change2");
+    state_.device = DeviceDetails();
+    emitEvent(SessionEvent::ResetView);
+    starting_ = false;
+    state_.busy = false;
+    state_.activity.clear();
+    // The list is kept, so the newly chosen camera can start at once.
+    setState(SessionState::Listed);
+}
+
+void CameraSession::closeJob() {
+    if (state_.state != SessionState::Streaming) {
+        emit closeFinished(true);
+        return;
+    }
+    state_.busy = true;
+    state_.activity = tr("正在停止...");
+    publish();
+    acquisition_.setStreaming(false);
+    const ReturnCode stopResult = camera_.StopStream();
+    camera_.DisconnectFromDevice();
+    bool accepted = false;
+    if (stopResult == SUCCESS) {
+        pause(100);
+        accepted = true;
+    } else if (stopResult == NETWORK_ERROR) {
+        accepted = true;
+    }
+    // A camera that did not stop cleanly keeps the window, so the user sees
+    // the session is still there.
+    state_.busy = false;
+    state_.activity.clear();
+    if (accepted) state_.state = SessionState::Idle;
+    publish();
+    emit closeFinished(accepted);
+}
+
+// --- Scripts
+
+void CameraSession::runScript(const CameraScript& script) {
+    ScriptOutcome outcome;
+    outcome.results.resize(script.size());
+    const bool allowed = !script.needsStreaming() || state_.state == SessionState::Streaming;
+    if (allowed && !script.activity().isEmpty()) {
+        state_.activity = script.activity();
+        publish();
+    }
+    // Whether this script stopped the frame workers, so its restart resumes them.
+    bool workersStopped = false;
+    for (std::size_t i = 0; allowed && i < script.size(); ++i) {
+        const CameraStep& step = script.steps()[i];
+        if (shuttingDown_) {
+            outcome.ended = true;
+            break;
+        }
+        if (sessionGone()) {
+            outcome.ended = outcome.sessionLost = true;
+            break;
+        }
+        const bool streaming = state_.state == SessionState::Streaming;
+        if ((step.when == StepWhen::Streaming && !streaming) || (step.when == StepWhen::NotStreaming && streaming))
+            continue;
+        if (step.onlyIf && !step.onlyIf(outcome, i)) continue;
+
+        if (!step.before.isEmpty()) log_(step.before);
+        if (step.call) {
+            if (step.stream == StreamEffect::Stop && acquisition_.stopStreaming()) workersStopped = true;
+            const ReturnCode rc = step.call(camera_);
+            outcome.results[i] = rc;
+            bool ok = true;
+            switch (step.check) {
+                case ResultCheck::Error:
+                    ok = checkError(rc);
+                    break;
+                case ResultCheck::ZeroFails:
+                    ok = !Compatibility::exposureModeCallFailed(rc);
+                    break;
+                case ResultCheck::Ignored:
+                    break;
+            }
+            if (step.stream == StreamEffect::Start && workersStopped && state_.state == SessionState::Streaming) {
+                acquisition_.setStreaming(true);
+                workersStopped = false;
+            }
+            if (ok && step.after) log_(step.after());
+            if (!ok) {
+                for (const QString& line : step.failure) log_(line);
+                outcome.failed = true;
+                if (step.endOnFailure) {
+                    outcome.ended = true;
+                    break;
+                }
+            }
+        }
+        if (step.pauseMs > 0) pause(step.pauseMs);
+    }
+    // A script that stopped the stream and ended before its restart leaves
+    // the workers to whoever restarts the stream; a streaming session must
+    // not stay without them.
+    if (workersStopped && state_.state == SessionState::Streaming && !outcome.ended) acquisition_.setStreaming(true);
+    if (sessionGone() && !outcome.ended && allowed) outcome.sessionLost = true;
+    outcome.ran = allowed;
+    if (allowed && !script.activity().isEmpty()) {
+        state_.activity.clear();
+        publish();
+    }
+    if (script.hasFinished() && script.context()) {
+        QMetaObject::invokeMethod(
+            script.context(), [finished = script.finished(), outcome] { finished(outcome); }, Qt::QueuedConnection);
+    }
+}
+
+// --- Link loss and recovery
+
+void CameraSession::onLinkCallback(const std::string& sn, const std::string& error) {
+    // The SDK's thread: log, flip the workers' switch and hand over.
+    qDebug().noquote() << fromLocal(sn) << fromLocal(error);
+    log_("sdk callback:" + fromLocal(sn) + fromLocal(error));
+    if (shuttingDown_) return;
+    // Only a callback while frames flow starts a recovery, and only once
+    // until they flow again.
+    if (acquisition_.stopStreaming()) {
+        log_("sdk callback:" + fromLocal(sn) + "try to reinit...");
+        post([this] { beginRecovery(); });
+    }
+}
+
+void CameraSession::beginRecovery() {
+    // A stop or disconnect handled meanwhile has the last word.
+    if (state_.state != SessionState::Streaming) return;
+    ++recoveryGeneration_;
+    state_.recoveryFailed = false;
+    state_.activity = tr("正在重新连接...");
+    setState(SessionState::Recovering);
+    const unsigned generation = recoveryGeneration_;
+    post([this, generation] { recoveryPass(kRecoveryAttempts - 1, generation); });
+}
+
+// One attempt per job, counting i down to 0, so a stop or disconnect asked
+// for meanwhile runs between two attempts.
+void CameraSession::recoveryPass(int i, unsigned generation) {
+    if (state_.state != SessionState::Recovering || generation != recoveryGeneration_) return;
+    const unsigned ends = endRequests_;
+    DEBUG_LINE("camerasession", QString("i:%1").arg(i));
+    std::this_thread::sleep_for(std::chrono::microseconds(100));
+    DEBUG_LINE("camerasession", QString::number(QDateTime::currentMSecsSinceEpoch()));
+    const ReturnCode ret = camera_.ReconnectDevice(kReconnectWaitMs);
+    DEBUG_LINE("camerasession", QString::number(QDateTime::currentMSecsSinceEpoch()));
+    if (ret == SUCCESS) {
+        // Stop (or disconnect, or a search) was asked for while this attempt
+        // ran: the session is back but the user no longer wants frames; the
+        // queued request decides what comes next.
+        if (endRequests_ != ends) return;
+        camera_.StartStream();
+        log_(LOG_AS("reconnectLoop").text("reconnect succeed"));
+        state_.activity.clear();
+        setState(SessionState::Streaming);
+        acquisition_.setStreaming(true);
+        return;
+    }
+    log_(LOG_AS("reconnectLoop").text("reconnect " + QString::number(i) + " " + describe(ret)));
+    if (i == 0) {
+        // Told in the log only: the buttons keep their streaming face and the
+        // message asks for a new search.
+        log_(LOG_AS("reconnectLoop").text("reconnect err! please search once again!!!"));
+        state_.recoveryFailed = true;
+        state_.activity.clear();
+        publish();
+        return;
+    }
+    post([this, i, generation] { recoveryPass(i - 1, generation); });
+}

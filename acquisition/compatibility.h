@@ -1,0 +1,47 @@
+// Behaviours that look like slips but are kept on purpose: people compare our
+// log files with older ones, and cameras in the field expect these calls
+// exactly. Each is named here so that nobody "fixes" one by accident;
+// docs/compatibility.md lists them with the test that pins each.
+#pragma once
+
+#include <QString>
+
+#include "camerainterface.h"
+
+namespace Compatibility {
+
+// The hardware-trigger delay: the panel's microseconds field goes first and
+// the milliseconds field second, whatever the SDK's parameter names say. The
+// read-back hands the first value to the microseconds field, so a round trip
+// keeps both fields.
+inline ReturnCode setHardTriggerDelay(CameraInterface& camera, int ms, int us) {
+    return camera.SetDelayHardTriggerTime(us, ms);
+}
+struct TriggerDelayFields {
+    int us;
+    int ms;
+};
+inline TriggerDelayFields triggerDelayFieldsFromRead(int first, int second) { return {first, second}; }
+
+// The failure line of the delay call says "get".
+inline const QString kHardTriggerDelayFailure = QStringLiteral("err get trigger time ms us:");
+
+// Trigger modes 0 and 1 write "err set TriggerModel: <i>" when the call
+// succeeded (the sense of the test reversed).
+inline QString triggerModeSuccessLine(const QString& setLine) { return "err " + setLine; }
+
+// A failed frame read is logged with the source line numbers it has always
+// carried: 1673 for the depth-only read, 1689 for the combined read.
+constexpr int kTofReadFailureLine = 1673;
+constexpr int kRgbTofReadFailureLine = 1689;
+
+// The exposure-mode calls are judged failed only on a result of 0, which the
+// SDK never returns: their failure lines are never written.
+inline bool exposureModeCallFailed(ReturnCode rc) { return static_cast<int>(rc) == 0; }
+
+// Fast mode's confidence-filter lines: "set Confidencelval:" before the call,
+// "err set Confidenceval:" after a failure.
+inline const QString kFastConfidenceSet = QStringLiteral("set Confidencelval:");
+inline const QString kFastConfidenceFailure = QStringLiteral("err set Confidenceval:");
+
+}  // namespace Compatibility

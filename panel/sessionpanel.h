@@ -1,0 +1,59 @@
+// The management panel: search, the device list, what the open camera is,
+// the display boxes, start/stop, disconnect and the status line. Its captions
+// and enabled states follow the session's status; its buttons only ask the
+// session for something.
+#pragma once
+
+#include <QWidget>
+#include <array>
+
+#include "sessionstate.h"
+
+class QCheckBox;
+class QTableWidget;
+
+namespace Ui {
+class SessionPanel;
+}
+
+class SessionPanel : public QWidget {
+    Q_OBJECT
+public:
+    explicit SessionPanel(QWidget* parent = nullptr);
+    ~SessionPanel() override;
+
+    // The pane boxes in pane order: depth, IR, point cloud, colour.
+    std::array<QCheckBox*, 4> paneCheckBoxes() const;
+    QTableWidget* trayTable() const;
+    const SessionStatus& status() const { return status_; }
+
+    void retranslate();
+    // The colour parts of the display group, for a camera with or without a
+    // colour sensor; the mapping caption is never shown.
+    void switchUi(bool isRGB);
+    // Fast mode gives up registered views: their boxes are cleared and locked.
+    void setRegistrationAllowed(bool allowed);
+
+public slots:
+    void applySessionStatus(const SessionStatus& status);
+    void applySessionEvent(SessionEvent event, const SessionStatus& status);
+
+signals:
+    void searchRequested();
+    void startRequested(int row);
+    void stopRequested();
+    void disconnectRequested();
+    void deviceChangeRequested();
+    // The two registration boxes exclude each other; `colouredCloud` is the
+    // state of the coloured point cloud box.
+    void registrationChanged(bool rgbToDepth, bool depthToRgb, bool colouredCloud);
+    void colouredCloudChanged(bool on);
+
+private:
+    void showStatus();
+    void onRegistrationClicked(QCheckBox* own, QCheckBox* other);
+    void emitRegistration();
+
+    Ui::SessionPanel* ui;
+    SessionStatus status_;
+};

@@ -1,0 +1,166 @@
+// The frame workers against a fake camera: which read each mode makes, the
+// newest-frame hand-off to a slow painter, the point-cloud hand-off, failed
+// reads, and the buffer switch of a start against a painter holding a lock.
+#include "acquisition.h"
+
+#include <QtTest>
+#include <atomic>
+#include <mutex>
+
+#include "BlockingCall.h"
+#include "compatibility.h"
+#include "fakecamera.h"
+
+namespace {
+
+class CountingConverter final : public FrameConverter {
+public:
+    std::atomic<int> depth{0}, ir{0}, rgb{0};
+    void convertDepth(const DistanceData&, QImage&, ValueMatrix<double>&) override { ++depth; }
+    void convertIr(const GrayscaleData&, QImage&, ValueMatrix<double>&) override { ++ir; }
+    void convertRgb(const RgbImageData&, QImage&, ValueMatrix<QRgb>&) override { ++rgb; }
+};
+
+struct Rig {
+    FakeCamera camera;
+    CountingConverter converter;
+    std::mutex logMutex;
+    QStringList log;
+    std::unique_ptr<Acquisition> acquisition;
+    // Emissions, counted on the worker's thread as they happen.
+    std::atomic<int> dep{0}, ir{0}, rgb{0}, cloud{0}, rgbCloud{0};
+
+    Rig() {
+        camera.frameIntervalMs = 1;
+        acquisition = std::make_unique<Acquisition>(camera, converter, [this](const QString& line) {
+            std::lock_guard<std::mutex> lock(logMutex);
+            log << line;
+        });
+        Acquisition* a = acquisition.get();
+        QObject::connect(
+            a, &Acquisition::paintDep, a, [this] { ++dep; }, Qt::DirectConnection);
+        QObject::connect(
+            a, &Acquisition::paintIR, a, [this] { ++ir; }, Qt::DirectConnection);
+        QObject::connect(
+            a, &Acquisition::paintRgb, a, [this] { ++rgb; }, Qt::DirectConnection);
+        QObject::connect(
+            a, QOverload<float*>::of(&Acquisition::paintCp), a, [this](float*) { ++cloud; }, Qt::DirectConnection);
+        QObject::connect(
+            a, QOverload<RgbPointcloudData*>::of(&Acquisition::paintCp), a, [this](RgbPointcloudData*) { ++rgbCloud; },
+            Qt::DirectConnection);
+    }
+    ~Rig() { acquisition.reset(); }
+
+    // Waits until `kind` has been read `more` more times.
+    bool reads(Acquisition::FrameRead kind, unsigned more) {
+        const unsigned start = acquisition->frameReads(kind);
+        QElapsedTimer t;
+        t.start();
+        while (acquisition->frameReads(kind) < start + more)
+            if (t.elapsed() > 20000)
+                return false;
+            else
+                QThread::yieldCurrentThread();
+        return true;
+    }
+    QStringList lines() {
+        std::lock_guard<std::mutex> lock(logMutex);
+        return log;
+    }
+};
+
+}  // namespace
+
+class AcquisitionTest : public QObject {
+    Q_OBJECT
+
+private slots:
+    void aSlowPainterGetsOneQueuedFrameAndThenTheNewest() {
+        Rig r;
+        r.acquisition->setStreaming(true);
+        QVERIFY(r.reads(Acquisition::TofRead, 5));
+        // Five frames converted, one paint asked for: nobody took it yet.
+        QVERIFY(r.converter.depth >= 5);
+        QCOMPARE(int(r.dep), 1);
+        QCOMPARE(int(r.ir), 1);
+        QCOMPARE(int(r.rgb), 0);
+        QCOMPARE(r.camera.count("GetRgbTofData"), 0);
+
+        r.acquisition->paintTaken(ImageKind::Depth);
+        QVERIFY(r.reads(Acquisition::TofRead, 5));
+        QCOMPARE(int(r.dep), 2);
+        QCOMPARE(int(r.ir), 1);
+    }
+
+    void colourModelsReadDepthAndColourTogether() {
+        Rig r;
+        r.acquisition->setRgbFrames(true);
+        r.acquisition->setStreaming(true);
+        QVERIFY(r.reads(Acquisition::RgbTofRead, 3));
+        QCOMPARE(r.acquisition->frameReads(Acquisition::TofRead), 0u);
+        QCOMPARE(int(r.rgb), 1);
+        QVERIFY(r.converter.rgb >= 3);
+        // The colour stream's width picks the full-HD image.
+        std::lock_guard<std::mutex> lock(r.acquisition->imageMutex(ImageKind::Rgb));
+        QCOMPARE(r.acquisition->frames().currentRgbImage().size(), QSize(1920, 1080));
+    }
+
+    void pointsGoToTheCloudOnlyWhenWantedAndOneBufferAtATime() {
+        Rig r;
+        r.acquisition->setStreaming(true);
+        QVERIFY(r.reads(Acquisition::TofRead, 3));
+        QCOMPARE(int(r.cloud), 0);
+        r.acquisition->setCloudWanted(true);
+        QVERIFY(r.reads(Acquisition::TofRead, 3));
+        QCOMPARE(int(r.cloud), 1);
+        r.acquisition->cloudTaken();
+        QVERIFY(r.reads(Acquisition::TofRead, 3));
+        QCOMPARE(int(r.cloud), 2);
+    }
+
+    void registrationPicksTheRegisteredRead() {
+        Rig r;
+        r.acquisition->setCloudWanted(true);
+        r.acquisition->setRegistration(true, false);
+        r.acquisition->setStreaming(true);
+        QVERIFY(r.reads(Acquisition::RgbToDepthRead, 3));
+        {
+            std::lock_guard<std::mutex> lock(r.acquisition->imageMutex(ImageKind::Rgb));
+            QCOMPARE(r.acquisition->frames().currentRgbImage().size(), QSize(640, 480));
+        }
+        QCOMPARE(int(r.rgbCloud), 1);
+        r.acquisition->setRegistration(false, true);
+        QVERIFY(r.reads(Acquisition::DepthToRgbRead, 3));
+        {
+            std::lock_guard<std::mutex> lock(r.acquisition->imageMutex(ImageKind::Depth));
+            QCOMPARE(r.acquisition->frames().currentDepthImage().size(), QSize(1920, 1080));
+        }
+        r.acquisition->setRegistration(false, false);
+        QVERIFY(r.reads(Acquisition::TofRead, 3));
+    }
+
+    void aFailedReadIsLoggedWithItsLineAndRetried() {
+        Rig r;
+        r.camera.failNext("GetTofData", TIMEOUT);
+        r.acquisition->setStreaming(true);
+        QVERIFY(r.reads(Acquisition::TofRead, 2));
+        QCOMPARE(r.lines(), QStringList{QString("operator () %1 code 5").arg(Compatibility::kTofReadFailureLine)});
+    }
+
+    // The start chooses the images for the colour stream's width while a
+    // painter may hold an image lock: the switch must wait for it.
+    void theStartsBufferSwitchWaitsForThePaintersLock() {
+        Rig r;
+        std::unique_lock<std::mutex> painting(r.acquisition->imageMutex(ImageKind::Rgb));
+        const FrameBuffers::Selection before = r.acquisition->frames().selection();
+        sdktest::BlockingCall start([&] { r.acquisition->selectForStart(1600); });
+        QVERIFY2(start.blocks(), "the switch went ahead while a paint held the colour image");
+        QVERIFY(r.acquisition->frames().selection() == before);
+        painting.unlock();
+        start.join();
+        QCOMPARE(r.acquisition->frames().currentRgbImage().size(), QSize(1600, 1200));
+    }
+};
+
+QTEST_GUILESS_MAIN(AcquisitionTest)
+#include "acquisition_test.moc"

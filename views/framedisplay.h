@@ -1,0 +1,68 @@
+// Draws what the frame workers prepared into the panes (the pictures, the
+// value under the last click, the frame rates, tray outlines) and hands point
+// frames to the 3D view. Also switches the views between the plain and the
+// registered frames. GUI thread only.
+#pragma once
+
+#include <QObject>
+#include <array>
+#include <atomic>
+#include <memory>
+#include <vector>
+
+#include "camerascript.h"
+#include "framerecords.h"
+#include "sessionstate.h"
+
+class Acquisition;
+class ImageConverter;
+class PaneArea;
+class QGraphicsScene;
+class QTableWidget;
+
+class FrameDisplay : public QObject {
+    Q_OBJECT
+public:
+    FrameDisplay(PaneArea& panes, Acquisition& acquisition, ImageConverter& converter, QTableWidget* trayTable,
+                 QObject* parent = nullptr);
+    ~FrameDisplay() override;
+
+    // Frames drawn per pane: 1 depth, 2 IR, 3 point-cloud hand-offs, 4 colour.
+    unsigned paintedFrames(int pane) const { return painted_[std::size_t(pane & 3)].load(); }
+
+public slots:
+    void paintDepSlots();
+    void paintIRSlots();
+    void paintRgbSlots();
+    // Outlines a tray with its id on the IR picture.
+    void drawRect(int id, PalletArea rect);
+    // Trays to outline on the IR picture and list in the table, from the next
+    // IR frame on; none by default.
+    void setTrayAreas(const std::vector<TrayArea>& areas);
+    // Depth colouring limits in millimetres; the point cloud takes them too
+    // when `cloud` is set.
+    void setColourRange(int minDistance, int maxDistance, bool cloud);
+    // The registration chosen in the display group: the workers switch their
+    // read, the views the sizes they expect, the camera both conversions.
+    void applyRegistration(bool rgbToDepth, bool depthToRgb, bool colouredCloud);
+    void setColouredCloud(bool on);
+    void applySessionEvent(SessionEvent event, const SessionStatus& status);
+
+signals:
+    void cameraScript(const CameraScript& script);
+
+private:
+    struct Panes;
+    void resizeImageViewsForMode();
+
+    PaneArea& panes_;
+    Acquisition& acquisition_;
+    ImageConverter& converter_;
+    QTableWidget* trayTable_;
+    QGraphicsScene* sceneIR_;
+    QGraphicsScene* sceneRgb_;
+    QGraphicsScene* sceneDep_;
+    std::unique_ptr<Panes> state_;
+    QSize colourSize_;
+    std::array<std::atomic<unsigned>, 4> painted_{};
+};
