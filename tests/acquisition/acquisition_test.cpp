@@ -144,7 +144,13 @@ private slots:
         r.camera.failNext("GetTofData", TIMEOUT);
         r.acquisition->setStreaming(true);
         QVERIFY(r.reads(Acquisition::TofRead, 2));
-        QCOMPARE(r.lines(), QStringList{QString("operator () %1 code 5").arg(Compatibility::kTofReadFailureLine)});
+        r.camera.failNext("GetRgbTofData", NETWORK_ERROR);
+        r.acquisition->setRgbFrames(true);
+        QVERIFY(r.reads(Acquisition::RgbTofRead, 2));
+        // The line numbers are the ones these reads have always been logged with.
+        QCOMPARE(r.lines(), (QStringList{"operator () 1673 code 5", "operator () 1689 code 33"}));
+        QCOMPARE(Compatibility::kTofReadFailureLine, 1673);
+        QCOMPARE(Compatibility::kRgbTofReadFailureLine, 1689);
     }
 
     // The start chooses the images for the colour stream's width while a

@@ -181,6 +181,35 @@ private slots:
         QVERIFY(r.prompts.isEmpty());
     }
 
+    // A camera that says it was not streaming has stopped all the same; so
+    // has one with no session left (a recovery under way).
+    void stopTakesNotStreamingAndNoSessionAsAStop_data() {
+        QTest::addColumn<int>("result");
+        QTest::newRow("not streaming") << int(NOT_STREAMING);
+        QTest::newRow("no session") << int(NOT_CONNECTED);
+    }
+    void stopTakesNotStreamingAndNoSessionAsAStop() {
+        QFETCH(int, result);
+        Rig r;
+        QVERIFY(r.streamCamera());
+        r.camera.failNext("StopStream", ReturnCode(result));
+        r.session->stop();
+        QVERIFY(r.settle());
+        QCOMPARE(r.state(), SessionState::Open);
+        QVERIFY(r.prompts.isEmpty());
+    }
+
+    void aFailedStopIsShownAndKeepsTheStreamingFace() {
+        Rig r;
+        QVERIFY(r.streamCamera());
+        r.camera.failNext("StopStream", FAILED);
+        r.session->stop();
+        QVERIFY(r.settle());
+        QCOMPARE(r.titles(), QStringList{"状态异常"});
+        QCOMPARE(r.state(), SessionState::Streaming);
+        QVERIFY(!r.acquisition->streaming());
+    }
+
     void anotherCameraChosenStopsAndKeepsTheList() {
         Rig r;
         QVERIFY(r.streamCamera(1));
