@@ -7,7 +7,7 @@
 //   fps          frames painted per second in the depth pane
 //   allocs/frame heap allocations (malloc, calloc, realloc, operator new) per
 //                read frame, split into the GUI thread and all other threads
-// Run: xvfb-run -a build/bench/viewer/viewer_stream_bench (or
+// Run: xvfb-run -a build/bench/app/viewer_stream_bench (or
 // QT_QPA_PLATFORM=offscreen).
 #include <benchmark/benchmark.h>
 #include <sys/resource.h>

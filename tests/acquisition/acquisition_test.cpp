@@ -7,7 +7,7 @@
 #include <atomic>
 #include <mutex>
 
-#include "BlockingCall.h"
+#include "blockingcall.h"
 #include "compatibility.h"
 #include "fakecamera.h"
 

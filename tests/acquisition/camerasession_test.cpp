@@ -10,7 +10,7 @@
 #include <memory>
 #include <thread>
 
-#include "BlockingCall.h"
+#include "blockingcall.h"
 #include "acquisition.h"
 #include "fakecamera.h"
 #include "sessionsettle.h"

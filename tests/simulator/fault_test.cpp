@@ -12,7 +12,7 @@
 #include <thread>
 
 #include "FaultControl.h"
-#include "RawClient.h"
+#include "rawclient.h"
 #include "SimulatedCameras.h"
 
 using d3proto::Command;

@@ -11,7 +11,7 @@
 #include <cstdlib>
 #include <random>
 
-#include "RawClient.h"
+#include "rawclient.h"
 #include "SimulatedCameras.h"
 #include "d3_protocol/Frame.h"
 

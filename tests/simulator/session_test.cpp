@@ -8,7 +8,7 @@
 #include <set>
 #include <thread>
 
-#include "RawClient.h"
+#include "rawclient.h"
 #include "SimulatedCameras.h"
 
 using d3proto::Command;

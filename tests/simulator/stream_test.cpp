@@ -5,7 +5,7 @@
 #include <chrono>
 #include <thread>
 
-#include "RawClient.h"
+#include "rawclient.h"
 #include "SimulatedCameras.h"
 #include "d3_protocol/Frame.h"
 

@@ -12,7 +12,7 @@
 #include <thread>
 
 #include "CameraServer.h"
-#include "RawClient.h"
+#include "rawclient.h"
 #include "d3_protocol/Frame.h"
 #include "d3_protocol/Udp.h"
 
@@ -189,6 +189,9 @@ TEST(UdpStream, ResendsComeFromHistoryForTheClientOnlyAndUnderTheLossFault) {
     EXPECT_EQ(after.udpDatagramsResent, before.udpDatagramsResent + 10);
     // Nothing of the asked-about frame reaches the client (what still arrives
     // are datagrams of newer frames that left before the fault was set).
-    for (std::vector<uint8_t> g = s.data.read(300); !g.empty(); g = s.data.read(300))
-        if (g.size() >= 12) EXPECT_NE(d3proto::getU32(g.data() + 8), frameId);
+    for (std::vector<uint8_t> g = s.data.read(300); !g.empty(); g = s.data.read(300)) {
+        if (g.size() >= 12) {
+            EXPECT_NE(d3proto::getU32(g.data() + 8), frameId);
+        }
+    }
 }

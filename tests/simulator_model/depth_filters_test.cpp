@@ -7,7 +7,7 @@
 
 #include "DepthFilters.h"
 #include "FrameGenerator.h"
-#include "ModelTestHelpers.h"
+#include "modeltesthelpers.h"
 
 namespace d3sim {
 namespace {

@@ -6,7 +6,7 @@
 #include <cmath>
 
 #include "FrameGenerator.h"
-#include "ModelTestHelpers.h"
+#include "modeltesthelpers.h"
 #include "Scene.h"
 
 namespace d3sim {

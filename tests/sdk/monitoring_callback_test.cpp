@@ -9,7 +9,7 @@
 #include <string>
 #include <thread>
 
-#include "BlockingCall.h"
+#include "blockingcall.h"
 #include "DeviceManagerImpl.h"
 
 namespace {

@@ -1,4 +1,4 @@
-#include "RawClient.h"
+#include "rawclient.h"
 
 #include <arpa/inet.h>
 #include <netinet/in.h>

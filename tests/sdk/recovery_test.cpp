@@ -9,8 +9,8 @@
 #include <thread>
 
 #include "FaultControl.h"
-#include "NetworkFixture.h"
-#include "RawClient.h"
+#include "networkfixture.h"
+#include "rawclient.h"
 #include "d3_sdk/Extensions.h"
 
 namespace {

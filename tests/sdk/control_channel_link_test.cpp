@@ -8,7 +8,7 @@
 #include <atomic>
 #include <chrono>
 
-#include "BlockingCall.h"
+#include "blockingcall.h"
 #include "ControlChannel.h"
 
 namespace {

@@ -5,7 +5,7 @@
 #include <cmath>
 #include <thread>
 
-#include "NetworkFixture.h"
+#include "networkfixture.h"
 #include "model/Scene.h"
 
 using sdktest::patchMedian;

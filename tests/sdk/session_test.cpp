@@ -5,7 +5,7 @@
 #include <set>
 #include <thread>
 
-#include "NetworkFixture.h"
+#include "networkfixture.h"
 #include "d3_sdk/Extensions.h"
 
 using sdktest::startCameras;

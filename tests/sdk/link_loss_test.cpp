@@ -4,7 +4,7 @@
 #include <chrono>
 #include <thread>
 
-#include "NetworkFixture.h"
+#include "networkfixture.h"
 #include "d3_sdk/Extensions.h"
 
 TEST(LinkLoss, CameraGoneFiresCallbackOnceAndCallsReportNetworkError) {

@@ -7,7 +7,7 @@
 #include <condition_variable>
 #include <mutex>
 
-#include "BlockingCall.h"
+#include "blockingcall.h"
 #include "ControlChannel.h"
 
 namespace d3sdk {
