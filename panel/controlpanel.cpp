@@ -102,6 +102,11 @@ void ControlPanel::fitWidth() {
     setFixedWidth(std::max(kPanelWidth, needed));
 }
 
+void ControlPanel::showEvent(QShowEvent* event) {
+    QWidget::showEvent(event);
+    setEditorLabels();
+}
+
 void ControlPanel::controlPanelInit() {
     // The delay fields only mean something in delayed hardware trigger mode,
     // which is not the mode a session starts in.

@@ -70,6 +70,11 @@ signals:
     // mode gives up.
     void fastModeChanged(bool on);
 
+protected:
+    // Labels and width are measured again once shown: the style sheet's
+    // fonts apply only then.
+    void showEvent(QShowEvent* event) override;
+
 private:
     // --- controlpanel.cpp
     void setupEditors();

@@ -10,6 +10,7 @@
 #include <QPainter>
 #include <QPushButton>
 #include <QScrollArea>
+#include <QTemporaryDir>
 #include <QtTest>
 
 #include "cloudpoint.h"
@@ -132,52 +133,70 @@ private slots:
         QVERIFY(colours.size() > 4);
     }
 
-    // Every number field and check box of the control panel lies inside the
-    // part of the panel that is shown, in Chinese and in English, at the
-    // window's default size. DEXALON_LAYOUT_SHOTS=<folder> keeps a picture
-    // of each language.
+    // Every number field, check box and button of the control panel lies
+    // inside the part of the panel that is shown, at the window's default
+    // size: for the program started in each language and after switching.
+    // DEXALON_LAYOUT_SHOTS=<folder> keeps a picture of each language.
+    void everyPanelRowFitsInBothLanguages_data() {
+        QTest::addColumn<QByteArray>("startLanguage");
+        QTest::addColumn<int>("switchTo");
+        QTest::newRow("started in Chinese") << QByteArray("0") << -1;
+        QTest::newRow("started in English") << QByteArray("1") << -1;
+        QTest::newRow("switched to English") << QByteArray("0") << 1;
+        QTest::newRow("switched back to Chinese") << QByteArray("1") << 0;
+    }
     void everyPanelRowFitsInBothLanguages() {
+        QFETCH(QByteArray, startLanguage);
+        QFETCH(int, switchTo);
+        QTemporaryDir dir;
+        QVERIFY(dir.isValid());
+        const QString previous = QDir::currentPath();
+        QDir::setCurrent(dir.path());
+        {
+            QFile file("language.info");
+            QVERIFY(file.open(QIODevice::WriteOnly));
+            file.write(startLanguage);
+        }
         FakeCamera camera;
         Widget w(nullptr, &camera);
+        QDir::setCurrent(previous);
         for (int x = 1; x <= 4; ++x) w.paneArea()->setShow(x);
         w.show();
         QVERIFY(QTest::qWaitForWindowExposed(&w));
         QCOMPARE(w.size(), QSize(1600, 960));
-        for (int language : {0, 1}) {
-            w.switchLanguage(language);
-            QTest::qWait(100);
-            auto* area = w.controlPanel()->findChild<QScrollArea*>("scrollArea_kz");
-            QWidget* viewport = area->viewport();
-            const QRect shown(QPoint(0, 0), viewport->size());
-            auto inside = [&](QWidget* c) {
-                const QRect r(c->mapTo(viewport, QPoint(0, 0)), c->size());
-                return shown.left() <= r.left() && r.right() <= shown.right();
-            };
-            int checked = 0;
-            for (SliderEditer* e : w.controlPanel()->findChildren<SliderEditer*>()) {
-                if (!e->isVisibleTo(&w)) continue;
-                auto* field = e->findChild<QLineEdit*>("lineEdit");
-                QVERIFY2(inside(field),
-                         qPrintable(QString("%1 field cut off in language %2").arg(e->objectName()).arg(language)));
-                ++checked;
-            }
-            for (QCheckBox* box : w.controlPanel()->findChildren<QCheckBox*>()) {
-                if (!box->isVisibleTo(&w)) continue;
-                QVERIFY2(inside(box),
-                         qPrintable(QString("%1 cut off in language %2").arg(box->objectName()).arg(language)));
-                ++checked;
-            }
-            for (QPushButton* button : w.controlPanel()->findChildren<QPushButton*>()) {
-                if (!button->isVisibleTo(&w)) continue;
-                QVERIFY2(inside(button),
-                         qPrintable(QString("%1 cut off in language %2").arg(button->objectName()).arg(language)));
-            }
-            QVERIFY(checked > 15);
-            const QString folder = qEnvironmentVariable("DEXALON_LAYOUT_SHOTS");
-            if (!folder.isEmpty()) {
-                const QString file = folder + (language ? "/main-window-en.png" : "/main-window-zh.png");
-                QVERIFY(w.grab().save(file, "PNG"));
-            }
+        if (switchTo >= 0) w.switchLanguage(switchTo);
+        QTest::qWait(100);
+        const bool english = switchTo >= 0 ? switchTo == 1 : startLanguage == "1";
+        QCOMPARE(w.findChild<QPushButton*>("pushButton")->text(),
+                 english ? QString("Search device") : QString("搜索设备"));
+
+        auto* area = w.controlPanel()->findChild<QScrollArea*>("scrollArea_kz");
+        QWidget* viewport = area->viewport();
+        const QRect shown(QPoint(0, 0), viewport->size());
+        auto inside = [&](QWidget* c) {
+            const QRect r(c->mapTo(viewport, QPoint(0, 0)), c->size());
+            return shown.left() <= r.left() && r.right() <= shown.right();
+        };
+        int checked = 0;
+        for (SliderEditer* e : w.controlPanel()->findChildren<SliderEditer*>()) {
+            if (!e->isVisibleTo(&w)) continue;
+            QVERIFY2(inside(e->findChild<QLineEdit*>("lineEdit")), qPrintable(e->objectName() + " field cut off"));
+            ++checked;
+        }
+        for (QCheckBox* box : w.controlPanel()->findChildren<QCheckBox*>()) {
+            if (!box->isVisibleTo(&w)) continue;
+            QVERIFY2(inside(box), qPrintable(box->objectName() + " cut off"));
+            ++checked;
+        }
+        for (QPushButton* button : w.controlPanel()->findChildren<QPushButton*>()) {
+            if (!button->isVisibleTo(&w)) continue;
+            QVERIFY2(inside(button), qPrintable(button->objectName() + " cut off"));
+        }
+        QVERIFY(checked > 15);
+        const QString folder = qEnvironmentVariable("DEXALON_LAYOUT_SHOTS");
+        if (!folder.isEmpty() && switchTo < 0) {
+            const QString file = folder + (english ? "/main-window-en.png" : "/main-window-zh.png");
+            QVERIFY(w.grab().save(file, "PNG"));
         }
         w.switchLanguage(0);
     }
