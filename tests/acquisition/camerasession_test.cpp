@@ -10,20 +10,13 @@
 #include <memory>
 #include <thread>
 
-#include "blockingcall.h"
 #include "acquisition.h"
+#include "blockingcall.h"
 #include "fakecamera.h"
+#include "nullconverter.h"
 #include "sessionsettle.h"
 
 namespace {
-
-// Frames are not looked at here.
-class NullConverter final : public FrameConverter {
-public:
-    void convertDepth(const DistanceData&, QImage&, ValueMatrix<double>&) override {}
-    void convertIr(const GrayscaleData&, QImage&, ValueMatrix<double>&) override {}
-    void convertRgb(const RgbImageData&, QImage&, ValueMatrix<QRgb>&) override {}
-};
 
 struct Prompt {
     PromptKind kind;

@@ -17,16 +17,10 @@
 #include "camerasession.h"
 #include "compatibility.h"
 #include "fakecamera.h"
+#include "nullconverter.h"
 #include "sessionsettle.h"
 
 namespace {
-
-class NullConverter final : public FrameConverter {
-public:
-    void convertDepth(const DistanceData&, QImage&, ValueMatrix<double>&) override {}
-    void convertIr(const GrayscaleData&, QImage&, ValueMatrix<double>&) override {}
-    void convertRgb(const RgbImageData&, QImage&, ValueMatrix<QRgb>&) override {}
-};
 
 using Names = std::vector<std::string>;
 
