@@ -147,9 +147,10 @@ void ControlPanel::switchUi(bool isRGB) {
 }
 
 void ControlPanel::updateEnabled() {
-    // Off while the session opens or stops the camera, and while a mode
+    // Off while the session opens or stops the camera, while a lost link is
+    // being recovered (no setting can reach the camera), and while a mode
     // change the panel sent is still running.
-    setEnabled(controlsOn_ && !status_.busy && holds_ == 0);
+    setEnabled(controlsOn_ && !status_.busy && status_.state != SessionState::Recovering && holds_ == 0);
 }
 
 void ControlPanel::applySessionStatus(const SessionStatus& status) {

@@ -37,6 +37,8 @@ QStringList logLines(Widget& w) {
     return w.debugWindow()->findChild<QTextBrowser*>("textBrowser")->toPlainText().split('\n', Qt::SkipEmptyParts);
 }
 
+void clearLog(Widget& w) { w.debugWindow()->findChild<QTextBrowser*>("textBrowser")->clear(); }
+
 QAction* menuAction(Widget& w, const QString& text) {
     for (QAction* a : w.findChildren<QAction*>())
         if (a->text() == text) return a;
@@ -504,6 +506,20 @@ private slots:
         QCOMPARE(camera_->count("ReconnectDevice"), 0);
 
         QVERIFY(stream());
+        // While an attempt runs no setting can reach the camera: the panel is
+        // off, the stop button still says stop.
+        camera_->holdNext("ReconnectDevice");
+        std::thread([&] { camera_->fireLinkCallback("SN01", "link down"); }).join();
+        QTRY_VERIFY(camera_->waiting("ReconnectDevice"));
+        QTRY_VERIFY(!w_->controlPanel()->isEnabled());
+        QCOMPARE(child<QPushButton>("pushButton_2")->text(), QString("停止"));
+        QVERIFY(child<QPushButton>("pushButton_2")->isEnabled());
+        camera_->release("ReconnectDevice");
+        QVERIFY(settle());
+        QVERIFY(w_->controlPanel()->isEnabled());
+        QCOMPARE(camera_->count("ReconnectDevice"), 1);
+        camera_->clearCalls();
+        clearLog(*w_);
         // The fake camera is back at the first attempt.
         std::thread([&] {
             camera_->fireLinkCallback("SN01", "link down");
