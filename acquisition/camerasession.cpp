@@ -1,11 +1,8 @@
 #include "camerasession.h"
 
-#include <QDateTime>
 #include <chrono>
 #include <iostream>
-#include <thread>
 
-#include "compatibility.h"
 #include "sessionrules.h"
 
 namespace {
@@ -45,19 +42,6 @@ CameraSession::~CameraSession() {
         Qt::BlockingQueuedConnection);
     thread_.quit();
     thread_.wait();
-}
-
-template <typename Job>
-void CameraSession::post(Job job) {
-    ++pending_;
-    ++requests_;
-    QMetaObject::invokeMethod(
-        this,
-        [this, job = std::move(job)]() mutable {
-            if (!shuttingDown_) job();
-            if (--pending_ == 0) emit idle();
-        },
-        Qt::QueuedConnection);
 }
 
 void CameraSession::pause(int ms) {
@@ -433,140 +417,4 @@ void CameraSession::closeJob() {
     if (accepted) state_.state = SessionState::Idle;
     publish();
     emit closeFinished(accepted);
-}
-
-// --- Scripts
-
-void CameraSession::runScript(const CameraScript& script) {
-    ScriptOutcome outcome;
-    outcome.results.resize(script.size());
-    const bool allowed = !script.needsStreaming() || state_.state == SessionState::Streaming;
-    if (allowed && !script.activity().isEmpty()) {
-        state_.activity = script.activity();
-        publish();
-    }
-    // Whether this script stopped the frame workers, so its restart resumes them.
-    bool workersStopped = false;
-    for (std::size_t i = 0; allowed && i < script.size(); ++i) {
-        const CameraStep& step = script.steps()[i];
-        if (shuttingDown_) {
-            outcome.ended = true;
-            break;
-        }
-        if (sessionGone()) {
-            outcome.ended = outcome.sessionLost = true;
-            break;
-        }
-        const bool streaming = state_.state == SessionState::Streaming;
-        if ((step.when == StepWhen::Streaming && !streaming) || (step.when == StepWhen::NotStreaming && streaming))
-            continue;
-        if (step.onlyIf && !step.onlyIf(outcome, i)) continue;
-
-        if (!step.before.isEmpty()) log_(step.before);
-        if (step.call) {
-            if (step.stream == StreamEffect::Stop && acquisition_.stopStreaming()) workersStopped = true;
-            const ReturnCode rc = step.call(camera_);
-            outcome.results[i] = rc;
-            bool ok = true;
-            switch (step.check) {
-                case ResultCheck::Error:
-                    ok = checkError(rc);
-                    break;
-                case ResultCheck::ZeroFails:
-                    ok = !Compatibility::exposureModeCallFailed(rc);
-                    break;
-                case ResultCheck::Ignored:
-                    break;
-            }
-            if (step.stream == StreamEffect::Start && workersStopped && state_.state == SessionState::Streaming) {
-                acquisition_.setStreaming(true);
-                workersStopped = false;
-            }
-            if (ok && step.after) log_(step.after());
-            if (!ok) {
-                for (const QString& line : step.failure) log_(line);
-                outcome.failed = true;
-                if (step.endOnFailure) {
-                    outcome.ended = true;
-                    break;
-                }
-            }
-        }
-        if (step.pauseMs > 0) pause(step.pauseMs);
-    }
-    // A script that stopped the stream and ended before its restart leaves
-    // the workers to whoever restarts the stream; a streaming session must
-    // not stay without them.
-    if (workersStopped && state_.state == SessionState::Streaming && !outcome.ended) acquisition_.setStreaming(true);
-    if (sessionGone() && !outcome.ended && allowed) outcome.sessionLost = true;
-    outcome.ran = allowed;
-    if (allowed && !script.activity().isEmpty()) {
-        state_.activity.clear();
-        publish();
-    }
-    if (script.hasFinished() && script.context()) {
-        QMetaObject::invokeMethod(
-            script.context(), [finished = script.finished(), outcome] { finished(outcome); }, Qt::QueuedConnection);
-    }
-}
-
-// --- Link loss and recovery
-
-void CameraSession::onLinkCallback(const std::string& sn, const std::string& error) {
-    // The SDK's thread: log, flip the workers' switch and hand over.
-    qDebug().noquote() << fromLocal(sn) << fromLocal(error);
-    log_("sdk callback:" + fromLocal(sn) + fromLocal(error));
-    if (shuttingDown_) return;
-    // Only a callback while frames flow starts a recovery, and only once
-    // until they flow again.
-    if (acquisition_.stopStreaming()) {
-        log_("sdk callback:" + fromLocal(sn) + "try to reinit...");
-        post([this] { beginRecovery(); });
-    }
-}
-
-void CameraSession::beginRecovery() {
-    // A stop or disconnect handled meanwhile has the last word.
-    if (state_.state != SessionState::Streaming) return;
-    ++recoveryGeneration_;
-    state_.recoveryFailed = false;
-    state_.activity = tr("正在重新连接...");
-    setState(SessionState::Recovering);
-    const unsigned generation = recoveryGeneration_;
-    post([this, generation] { recoveryPass(kRecoveryAttempts - 1, generation); });
-}
-
-// One attempt per job, counting i down to 0, so a stop or disconnect asked
-// for meanwhile runs between two attempts.
-void CameraSession::recoveryPass(int i, unsigned generation) {
-    if (state_.state != SessionState::Recovering || generation != recoveryGeneration_) return;
-    const unsigned ends = endRequests_;
-    DEBUG_LINE("camerasession", QString("i:%1").arg(i));
-    std::this_thread::sleep_for(std::chrono::microseconds(100));
-    DEBUG_LINE("camerasession", QString::number(QDateTime::currentMSecsSinceEpoch()));
-    const ReturnCode ret = camera_.ReconnectDevice(kReconnectWaitMs);
-    DEBUG_LINE("camerasession", QString::number(QDateTime::currentMSecsSinceEpoch()));
-    if (ret == SUCCESS) {
-        // Stop (or disconnect, or a search) was asked for while this attempt
-        // ran: the session is back but the user no longer wants frames; the
-        // queued request decides what comes next.
-        if (endRequests_ != ends) return;
-        camera_.StartStream();
-        log_(LOG_AS("reconnectLoop").text("reconnect succeed"));
-        state_.activity.clear();
-        setState(SessionState::Streaming);
-        acquisition_.setStreaming(true);
-        return;
-    }
-    log_(LOG_AS("reconnectLoop").text("reconnect " + QString::number(i) + " " + describe(ret)));
-    if (i == 0) {
-        // Told in the log only: the buttons keep their streaming face and the
-        // message asks for a new search.
-        log_(LOG_AS("reconnectLoop").text("reconnect err! please search once again!!!"));
-        state_.recoveryFailed = true;
-        state_.activity.clear();
-        publish();
-        return;
-    }
-    post([this, i, generation] { recoveryPass(i - 1, generation); });
 }

@@ -1,6 +1,6 @@
 // The camera session: the one place the viewer talks to the camera from, on a
 // thread of its own. It runs the user's requests (search, start, stop,
-// disconnect, another camera chosen) and the parts' camera scripts one after
+// disconnect, another camera chosen) and the panels' camera scripts one after
 // another, with the pauses the camera needs, and recovers a stream whose link
 // broke. Its state is a value published with statusChanged; the window's
 // captions and enabled states follow it. Boxes are requested through prompt,
@@ -129,3 +129,16 @@ private:
     std::mutex pauseMutex_;
     std::condition_variable pauseWake_;
 };
+
+template <typename Job>
+void CameraSession::post(Job job) {
+    ++pending_;
+    ++requests_;
+    QMetaObject::invokeMethod(
+        this,
+        [this, job = std::move(job)]() mutable {
+            if (!shuttingDown_) job();
+            if (--pending_ == 0) emit idle();
+        },
+        Qt::QueuedConnection);
+}

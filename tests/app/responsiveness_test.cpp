@@ -57,7 +57,9 @@ class ResponsivenessTest : public QObject {
         const qint64 inHandler = handler.elapsed();
         [&] { QVERIFY(settleSession(w_->session(), w_.get(), 120000)); }();
         tick_.stop();
-        return std::max({worst_, inHandler, sinceTick_.elapsed()});
+        const qint64 worst = std::max({worst_, inHandler, sinceTick_.elapsed()});
+        qInfo("%zu camera calls; longest wait of the event loop %lld ms", camera_.commands().size(), worst);
+        return worst;
     }
 
 private slots:
