@@ -321,7 +321,8 @@ private slots:
         QCOMPARE(r.logCount("reconnect 28 code 33"), 1);
         QCOMPARE(r.logCount("reconnect succeed"), 1);
         QCOMPARE(r.camera.commands(), (Names{"ReconnectDevice", "ReconnectDevice", "ReconnectDevice", "StartStream"}));
-        QCOMPARE(r.camera.calls()[0], std::string("ReconnectDevice 1000"));
+        const auto calls = r.camera.calls();
+        QVERIFY(std::find(calls.begin(), calls.end(), std::string("ReconnectDevice 1000")) != calls.end());
         QCOMPARE(r.state(), SessionState::Streaming);
         QVERIFY(r.acquisition->streaming());
         QVERIFY(r.prompts.isEmpty());
