@@ -123,7 +123,7 @@ void CameraSession::publish() {
         std::lock_guard<std::mutex> lock(statusMutex_);
         published_ = state_;
     }
-    emit statusChanged(state_);
+    emit stateChanged(state_);
 }
 
 void CameraSession::emitEvent(SessionEvent event) { emit sessionEvent(event, state_); }

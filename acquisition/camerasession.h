@@ -2,7 +2,7 @@
 // thread of its own. It runs the user's requests (search, start, stop,
 // disconnect, another camera chosen) and the panels' camera scripts one after
 // another, with the pauses the camera needs, and recovers a stream whose link
-// broke. Its state is a value published with statusChanged; the window's
+// broke. Its state is a value published with stateChanged; the window's
 // captions and enabled states follow it. Boxes are requested through prompt,
 // log-window lines go to the log sink, so nothing here blocks the window.
 #pragma once
@@ -65,7 +65,7 @@ public:
     unsigned requestCount() const { return requests_.load(); }
 
 signals:
-    void statusChanged(const SessionStatus& status);
+    void stateChanged(const SessionStatus& status);
     void sessionEvent(SessionEvent event, const SessionStatus& status);
     void prompt(PromptKind kind, const QString& title, const QString& text);
     void closeFinished(bool accepted);

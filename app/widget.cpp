@@ -111,8 +111,8 @@ void Widget::connectParts() {
     ControlPanel* panel = controlPanel();
 
     // The session's news, queued from its thread in the order it happened.
-    connect(s, &CameraSession::statusChanged, left, &SessionPanel::applySessionStatus);
-    connect(s, &CameraSession::statusChanged, panel, &ControlPanel::applySessionStatus);
+    connect(s, &CameraSession::stateChanged, left, &SessionPanel::applySessionStatus);
+    connect(s, &CameraSession::stateChanged, panel, &ControlPanel::applySessionStatus);
     connect(s, &CameraSession::sessionEvent, left, &SessionPanel::applySessionEvent);
     connect(s, &CameraSession::sessionEvent, paneArea(), &PaneArea::applySessionEvent);
     connect(s, &CameraSession::sessionEvent, display_, &FrameDisplay::applySessionEvent);

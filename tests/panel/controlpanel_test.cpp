@@ -78,7 +78,7 @@ private slots:
                 [this](PromptKind, const QString& title, const QString&) { boxes_ << title; });
         connect(s, &CameraSession::prompt, panel_.get(),
                 [this](PromptKind, const QString& title, const QString&) { boxes_ << title; });
-        connect(s, &CameraSession::statusChanged, panel_.get(), &ControlPanel::applySessionStatus);
+        connect(s, &CameraSession::stateChanged, panel_.get(), &ControlPanel::applySessionStatus);
         connect(s, &CameraSession::sessionEvent, panel_.get(), &ControlPanel::applySessionEvent);
         session_->begin();
         session_->search();
