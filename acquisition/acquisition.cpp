@@ -120,6 +120,7 @@ void Acquisition::tofFrame() {
     if (rgb) getRgbDat();
     getIrDat();
     if (cloudWanted_) getCpDat();
+    if (FrameRecorder* recorder = recorder_) recorder->frameReady(f, false);
 }
 
 void Acquisition::registrationFrame() {
@@ -143,6 +144,7 @@ void Acquisition::registrationFrame() {
     getRgbDat();
     getIrDat();
     if (cloudWanted_) getCpDat(f.rgbPoints);
+    if (FrameRecorder* recorder = recorder_) recorder->frameReady(f, true);
 }
 
 void Acquisition::select(FrameBuffers::Selection selection) {

@@ -15,6 +15,7 @@
 #include "camerainterface.h"
 #include "framebuffers.h"
 #include "frameconverter.h"
+#include "framerecorder.h"
 #include "logline.h"
 #include "metatypes.h"
 
@@ -45,6 +46,8 @@ public:
     void setCloudWanted(bool on) { cloudWanted_ = on; }
     // The images a start fills, for a colour stream of this width.
     void selectForStart(unsigned rgbStreamWidth);
+    // Gets every finished frame while set; none by default.
+    void setRecorder(FrameRecorder* recorder) { recorder_ = recorder; }
 
     // --- Paint side (GUI thread)
     FrameBuffers& frames() { return *frames_; }
@@ -103,6 +106,7 @@ private:
     std::atomic<bool> cloudPending_{false};
     std::array<std::atomic<unsigned>, FrameReadKinds> frameReads_{};
 
+    std::atomic<FrameRecorder*> recorder_{nullptr};
     std::atomic<bool> stop_{false};
     std::mutex idleMutex_;
     std::condition_variable idleWake_;

@@ -20,6 +20,7 @@
 // How a step's result is judged.
 enum class ResultCheck {
     Error,      // anything but success shows the error box; a lost link (33) ends the session
+    Box,        // anything but success shows the error text under the step's own title, nothing more
     ZeroFails,  // only 0 counts as failure, logged without a box (the exposure-mode calls)
     Ignored,    // the result is not looked at
 };
@@ -42,6 +43,7 @@ struct CameraStep {
     std::function<QString()> after;
     QStringList failure;  // log-window lines after a failed call
     ResultCheck check = ResultCheck::Error;
+    QString boxTitle;  // for ResultCheck::Box
     StepWhen when = StepWhen::Always;
     // A further condition on earlier results; `self` is this step's index,
     // so a condition can look at the step before it wherever the script is appended.

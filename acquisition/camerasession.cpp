@@ -131,6 +131,8 @@ void CameraSession::emitEvent(SessionEvent event) { emit sessionEvent(event, sta
 void CameraSession::setState(SessionState state) {
     state_.state = state;
     if (state != SessionState::Recovering) state_.recoveryFailed = false;
+    // No camera open: nothing has been started since it was.
+    if (state == SessionState::Idle || state == SessionState::Listed) state_.startedOnce = false;
     publish();
 }
 
@@ -309,6 +311,7 @@ void CameraSession::finishStart() {
                        .arg(intrinsics.k3, 0, 'g', 6)));
 
     state_.device.present = true;
+    state_.startedOnce = true;
     const bool rgbFrames = state_.device.model && state_.device.model->rgbFrames;
     acquisition_.setRgbFrames(rgbFrames);
     starting_ = false;

@@ -38,6 +38,10 @@ void CameraSession::runScript(const CameraScript& script) {
                 case ResultCheck::Error:
                     ok = checkError(rc);
                     break;
+                case ResultCheck::Box:
+                    ok = rc == SUCCESS;
+                    if (!ok) warn(step.boxTitle, tr("错误信息：%1").arg(describe(rc)));
+                    break;
                 case ResultCheck::ZeroFails:
                     ok = !Compatibility::exposureModeCallFailed(rc);
                     break;

@@ -37,6 +37,9 @@ struct SessionStatus {
     bool busy = false;  // a session operation (search, start, stop, disconnect) is under way
     QString activity;   // untranslated text of what runs, for the status line; empty when idle
     bool recoveryFailed = false;
+    // The camera has streamed since it was opened (what importing a
+    // configuration and resetting the camera ask for).
+    bool startedOnce = false;
 
     bool streamingFace() const { return state == SessionState::Streaming || state == SessionState::Recovering; }
     bool connected() const {

@@ -94,6 +94,24 @@ public:
         std::lock_guard<std::mutex> lock(mutex_);
         held_.insert(call);
     }
+    // Every call of `call` waits (recorded) until releaseAll(call).
+    void holdAll(const std::string& call) {
+        std::lock_guard<std::mutex> lock(mutex_);
+        heldAll_.insert(call);
+    }
+    void releaseAll(const std::string& call) {
+        {
+            std::lock_guard<std::mutex> lock(mutex_);
+            heldAll_.erase(call);
+        }
+        wake_.notify_all();
+    }
+    // Calls of `call` waiting in holdAll.
+    int waitingAll(const std::string& call) const {
+        std::lock_guard<std::mutex> lock(mutex_);
+        auto it = waitingAll_.find(call);
+        return it == waitingAll_.end() ? 0 : it->second;
+    }
     // True once a held call of `call` is waiting.
     bool waiting(const std::string& call) const {
         std::lock_guard<std::mutex> lock(mutex_);
@@ -279,11 +297,12 @@ public:
     ReturnCode DeleteConfigureInfo() override { return call("DeleteConfigureInfo"); }
     ReturnCode RecoveryDefaultConfigure() override { return call("RecoveryDefaultConfigure"); }
     ReturnCode SetNetworkMode(const NetworkMode& mode) override { return call("SetNetworkMode", mode.ip); }
-    bool SaveAsPLYFile(const std::string& path, DataContainer<PointXYZ>&, bool binary) override {
-        return call("SaveAsPLYFile", path, binary) == SUCCESS;
+    // Files are the SDK's business, not the camera's: the real writer runs.
+    bool SaveAsPLYFile(const std::string& path, DataContainer<PointXYZ>& cloud, bool binary) override {
+        return call("SaveAsPLYFile", path, binary) == SUCCESS && DeviceManager::SaveAsPLYFile(path, cloud, binary);
     }
-    bool SaveAsPLYFile(const std::string& path, DataContainer<PointXYZRGBI>&, bool binary) override {
-        return call("SaveAsPLYFile", path, binary) == SUCCESS;
+    bool SaveAsPLYFile(const std::string& path, DataContainer<PointXYZRGBI>& cloud, bool binary) override {
+        return call("SaveAsPLYFile", path, binary) == SUCCESS && DeviceManager::SaveAsPLYFile(path, cloud, binary);
     }
     std::string GetReturnCodeDescriptor(ReturnCode code) override { return "code " + std::to_string(int(code)); }
 
@@ -314,6 +333,11 @@ private:
             wake_.wait(lock, [&] { return released_.count(name) > 0; });
             released_.erase(name);
             waiting_.erase(name);
+        }
+        if (heldAll_.count(name)) {
+            ++waitingAll_[name];
+            wake_.wait(lock, [&] { return heldAll_.count(name) == 0; });
+            --waitingAll_[name];
         }
         const int delay = latencyMs;
         ReturnCode rc = SUCCESS;
@@ -357,6 +381,8 @@ private:
     std::set<std::string> held_;
     std::set<std::string> waiting_;
     std::set<std::string> released_;
+    std::set<std::string> heldAll_;
+    std::map<std::string, int> waitingAll_;
     mutable std::recursive_mutex callbackMutex_;
     LinkCallback callback_;
     void* callbackUser_ = nullptr;

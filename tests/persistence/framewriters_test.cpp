@@ -1,0 +1,208 @@
+// The frame files other programs read, byte by byte: value CSV, point CSV,
+// planar YUV, PNG, and the SDK's PLY read back by a reader of our own that
+// follows the PLY header.
+#include "framewriters.h"
+
+#include <gtest/gtest.h>
+
+#include <QDir>
+#include <QFile>
+#include <QGuiApplication>
+#include <QTemporaryDir>
+#include <cstring>
+#include <map>
+#include <sstream>
+
+#include "camerainterface.h"
+
+namespace {
+
+QByteArray readAll(const QString& path) {
+    QFile f(path);
+    return f.open(QIODevice::ReadOnly) ? f.readAll() : QByteArray();
+}
+
+class FrameWriters : public ::testing::Test {
+protected:
+    QTemporaryDir dir;
+    QString file(const char* name) { return FrameFiles::path(dir.path(), QString::fromLatin1(name)); }
+};
+
+TEST_F(FrameWriters, ValueCsvIsRowsOfCommaBlankSeparatedNumbers) {
+    const uint8_t ir[] = {1, 2, 3, 4, 5, 6};
+    ASSERT_TRUE(writeValueCsv(file("IR.csv"), ir, 2, 3));
+    EXPECT_EQ(readAll(file("IR.csv")), QByteArray("1, 2, 3\n4, 5, 6\n"));
+
+    const uint8_t column[] = {7, 8, 255};
+    ASSERT_TRUE(writeValueCsv(file("one.csv"), column, 3, 1));
+    EXPECT_EQ(readAll(file("one.csv")), QByteArray("7\n8\n255\n"));
+
+    const uint16_t depth[] = {0, 65535, 100, 4000};
+    ASSERT_TRUE(writeValueCsv(file("Depth.csv"), depth, 2, 2));
+    EXPECT_EQ(readAll(file("Depth.csv")), QByteArray("0, 65535\n100, 4000\n"));
+}
+
+TEST_F(FrameWriters, ValueCsvLeavesTheTailOfALongerOldFile) {
+    {
+        QFile old(file("IR.csv"));
+        ASSERT_TRUE(old.open(QIODevice::WriteOnly));
+        old.write("9, 9, 9\n9, 9, 9\nold tail\n");
+    }
+    const uint8_t ir[] = {1, 2, 3, 4, 5, 6};
+    ASSERT_TRUE(writeValueCsv(file("IR.csv"), ir, 2, 3));
+    EXPECT_EQ(readAll(file("IR.csv")), QByteArray("1, 2, 3\n4, 5, 6\nold tail\n"));
+}
+
+TEST_F(FrameWriters, ValueCsvTextMatchesNumberByNumberWriting) {
+    std::vector<uint16_t> depth(640 * 480);
+    for (std::size_t i = 0; i < depth.size(); ++i) depth[i] = uint16_t(i * 7919u);
+    QByteArray expected;
+    for (int r = 0; r < 480; ++r) {
+        for (int c = 0; c < 640; ++c) {
+            expected += QByteArray::number(depth[std::size_t(r) * 640 + c], 10);
+            expected += c + 1 < 640 ? ", " : "\n";
+        }
+    }
+    EXPECT_EQ(valueCsv(depth.data(), 480, 640), expected);
+}
+
+TEST_F(FrameWriters, PointCsvUsesSixSignificantDigits) {
+    const PointXYZ points[] = {{1.23456789f, -0.5f, 1000.0f}, {0.0f, 1e-7f, 123456789.0f}};
+    ASSERT_TRUE(writePointCsv(file("PointCloud.csv"), points, 2));
+    EXPECT_EQ(readAll(file("PointCloud.csv")), QByteArray("1.23457, -0.5, 1000\n0, 1e-07, 1.23457e+08\n"));
+}
+
+TEST_F(FrameWriters, YuvIsPlanarWithTruncatedUnclampedValues) {
+    // 4 x 2: white, black, red, green / blue, grey, yellow, white.
+    QImage image(4, 2, QImage::Format_RGB32);
+    const QRgb row0[] = {qRgb(255, 255, 255), qRgb(0, 0, 0), qRgb(255, 0, 0), qRgb(0, 255, 0)};
+    const QRgb row1[] = {qRgb(0, 0, 255), qRgb(128, 128, 128), qRgb(255, 255, 0), qRgb(255, 255, 255)};
+    for (int x = 0; x < 4; ++x) {
+        image.setPixel(x, 0, row0[x]);
+        image.setPixel(x, 1, row1[x]);
+    }
+    ASSERT_TRUE(saveYUYV(image, file("Rgb.yuv")));
+    const QByteArray bytes = readAll(file("Rgb.yuv"));
+    ASSERT_EQ(bytes.size(), 4 * 2 + 2 + 2);
+    auto at = [&](int i) { return int(uint8_t(bytes[i])); };
+    // Y: white 235, black 16, red 81 (81.535), green 144, blue 40, grey 125 (125.952), yellow 210.
+    const int y[] = {235, 16, 81, 144, 40, 125, 210, 235};
+    for (int i = 0; i < 8; ++i) EXPECT_EQ(at(i), y[i]) << "Y " << i;
+    // U and V from the top-left pixel of each 2 x 2 block: white, then red
+    // (V 239.945 truncated to 239, not rounded).
+    EXPECT_EQ(at(8), 128);
+    EXPECT_EQ(at(9), 90);
+    EXPECT_EQ(at(10), 128);
+    EXPECT_EQ(at(11), 239);
+}
+
+TEST_F(FrameWriters, YuvOfAFullFrameIsOneAndAHalfBytesAPixel) {
+    QImage image(640, 480, QImage::Format_RGB32);
+    image.fill(qRgb(10, 20, 30));
+    ASSERT_TRUE(saveYUYV(image, file("Rgb.yuv")));
+    EXPECT_EQ(QFileInfo(file("Rgb.yuv")).size(), 460800);
+}
+
+TEST_F(FrameWriters, PngHoldsThePictureAsShown) {
+    QImage image(16, 8, QImage::Format_RGB32);
+    for (int y = 0; y < 8; ++y)
+        for (int x = 0; x < 16; ++x) image.setPixel(x, y, qRgb(x * 16, y * 32, 7));
+    ASSERT_TRUE(writePng(image, file("Depth.png")));
+    const QImage back(file("Depth.png"));
+    ASSERT_FALSE(back.isNull());
+    EXPECT_EQ(back.convertToFormat(QImage::Format_RGB32), image);
+}
+
+TEST_F(FrameWriters, FailuresSayWhy) {
+    const QString missing = FrameFiles::path(dir.path(), "no-such-folder/IR.csv");
+    const uint8_t ir[] = {1};
+    QString reason;
+    EXPECT_FALSE(writeValueCsv(missing, ir, 1, 1, &reason));
+    EXPECT_FALSE(reason.isEmpty());
+    reason.clear();
+    EXPECT_FALSE(
+        writePng(QImage(4, 4, QImage::Format_RGB32), FrameFiles::path(dir.path(), "no-such-folder/IR.png"), &reason));
+    EXPECT_FALSE(reason.isEmpty());
+    EXPECT_FALSE(saveYUYV(QImage(4, 4, QImage::Format_RGB32), FrameFiles::path(dir.path(), "no-such-folder/Rgb.yuv")));
+}
+
+// A reader that knows only what a PLY header says: the format, the vertex
+// count and the properties with their types, then binary little-endian data.
+struct PlyCloud {
+    std::string format;
+    std::size_t count = 0;
+    std::vector<std::pair<std::string, std::string>> properties;  // type, name
+    std::vector<std::map<std::string, double>> vertices;
+};
+
+PlyCloud readPly(const QByteArray& bytes) {
+    PlyCloud cloud;
+    const int end = bytes.indexOf("end_header\n");
+    if (end < 0) return cloud;
+    std::istringstream header(bytes.left(end).toStdString());
+    std::string line;
+    while (std::getline(header, line)) {
+        std::istringstream words(line);
+        std::string keyword;
+        words >> keyword;
+        if (keyword == "format") {
+            words >> cloud.format;
+        } else if (keyword == "element") {
+            std::string name;
+            words >> name >> cloud.count;
+        } else if (keyword == "property") {
+            std::string type, name;
+            words >> type >> name;
+            cloud.properties.emplace_back(type, name);
+        }
+    }
+    const char* data = bytes.constData() + end + int(std::strlen("end_header\n"));
+    const char* stop = bytes.constData() + bytes.size();
+    for (std::size_t v = 0; v < cloud.count; ++v) {
+        std::map<std::string, double> vertex;
+        for (const auto& [type, name] : cloud.properties) {
+            if (type == "float") {
+                if (stop - data < 4) return cloud;
+                uint32_t bits = uint32_t(uint8_t(data[0])) | uint32_t(uint8_t(data[1])) << 8 |
+                                uint32_t(uint8_t(data[2])) << 16 | uint32_t(uint8_t(data[3])) << 24;
+                float f;
+                std::memcpy(&f, &bits, 4);
+                vertex[name] = f;
+                data += 4;
+            } else if (type == "uchar") {
+                if (stop - data < 1) return cloud;
+                vertex[name] = uint8_t(*data++);
+            }
+        }
+        cloud.vertices.push_back(vertex);
+    }
+    return cloud;
+}
+
+TEST_F(FrameWriters, PlyFromTheSdkReadsBackThroughItsHeader) {
+    PointcloudData plain(1, 3);
+    plain.data()[0] = {1.5f, -2.0f, 300.0f};
+    plain.data()[1] = {0, 0, 0};  // no measurement: not written
+    plain.data()[2] = {-7.25f, 8.0f, 1200.5f};
+    ASSERT_TRUE(CameraInterface::device().SaveAsPLYFile(file("PointCloud.ply").toStdString(), plain, true));
+    const PlyCloud read = readPly(readAll(file("PointCloud.ply")));
+    EXPECT_EQ(read.format, "binary_little_endian");
+    ASSERT_EQ(read.count, 2u);
+    ASSERT_EQ(read.vertices.size(), 2u);
+    EXPECT_EQ(read.vertices[0].at("x"), 1.5);
+    EXPECT_EQ(read.vertices[0].at("z"), 300.0);
+    EXPECT_EQ(read.vertices[1].at("x"), -7.25);
+    EXPECT_EQ(read.vertices[1].at("z"), 1200.5);
+
+    RgbPointcloudData coloured(1, 2);
+    coloured.data()[0] = {1, 2, 3, 10, 20, 30, 40};
+    coloured.data()[1] = {4, 5, 6, 50, 60, 70, 80};
+    ASSERT_TRUE(CameraInterface::device().SaveAsPLYFile(file("rgb.ply").toStdString(), coloured, true));
+    const PlyCloud rgb = readPly(readAll(file("rgb.ply")));
+    ASSERT_EQ(rgb.vertices.size(), 2u);
+    EXPECT_EQ(rgb.vertices[1].at("y"), 5.0);
+    EXPECT_EQ(rgb.vertices[1].at("red"), 50.0);
+    EXPECT_EQ(rgb.vertices[1].at("blue"), 70.0);
+}
+
+}  // namespace
