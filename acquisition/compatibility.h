@@ -4,6 +4,7 @@
 // docs/compatibility.md lists them with the test that pins each.
 #pragma once
 
+#include <QCoreApplication>
 #include <QString>
 
 #include "camerainterface.h"
@@ -43,5 +44,17 @@ inline bool exposureModeCallFailed(ReturnCode rc) { return static_cast<int>(rc) 
 // "err set Confidenceval:" after a failure.
 inline const QString kFastConfidenceSet = QStringLiteral("set Confidencelval:");
 inline const QString kFastConfidenceFailure = QStringLiteral("err set Confidenceval:");
+
+// An import logs the frequency it sets negated: "SetTofFrequencyMode :0" for
+// single frequency.
+inline QString importFrequencyLine(bool single) { return "SetTofFrequencyMode :" + QString::number(!single); }
+
+// Storing the settings in the camera thanks the user with the import's text
+// ("Configuration imported successfully!"), in the import's context.
+inline QString storedConfigurationText() { return QCoreApplication::translate("ConfigCommands", "已成功导入配置！"); }
+
+// The reset commands write their log-window line without a function name:
+// " <line> reset Device configuration".
+inline QString resetLogLine(int line, const QString& text) { return ' ' + QString::number(line) + ' ' + text; }
 
 }  // namespace Compatibility

@@ -1,6 +1,7 @@
 // Construction, wiring, menus and closing of the main window.
 #include "widget.h"
 
+#include <QCheckBox>
 #include <QCloseEvent>
 #include <QFile>
 #include <QFontDatabase>
@@ -10,12 +11,16 @@
 #include "acquisition.h"
 #include "camerasession.h"
 #include "cloudpoint.h"
+#include "configcommands.h"
 #include "controlpanel.h"
 #include "debug.h"
 #include "framedisplay.h"
+#include "framefileslots.h"
 #include "netsetting.h"
 #include "panearea.h"
 #include "promptpresenter.h"
+#include "recorder.h"
+#include "savecontrols.h"
 #include "sessionpanel.h"
 #include "tcporudp.h"
 #include "ui_widget.h"
@@ -76,11 +81,29 @@ Widget::Widget(QWidget* parent, CameraInterface* camera)
     // Log-window lines from the session and the frame workers; the log keeps
     // lines from any thread in call order.
     const LogSink log = [this](const QString& line) { debugWindow_->appendLog(line); };
+    recorder_ = std::make_unique<Recorder>(camera_, log);
     acquisition_ = std::make_unique<Acquisition>(camera_, converter_, log);
+    acquisition_->setRecorder(recorder_.get());
     session_ = std::make_unique<CameraSession>(camera_, *acquisition_, log);
     prompts_ = new PromptPresenter(this);
     paneArea()->setPaneCheckBoxes(sessionPanel()->paneCheckBoxes());
     display_ = new FrameDisplay(*paneArea(), *acquisition_, converter_, sessionPanel()->trayTable(), this);
+    config_ = new ConfigCommands({this, session_.get(), sessionPanel(), controlPanel(), display_, recorder_.get(), log},
+                                 this);
+    frameFiles_ = new FrameFileSlots(
+        *recorder_,
+        [this](dataType type) {
+            const ImageKind kind = type == DATA_TYPE_IR      ? ImageKind::Ir
+                                   : type == DATA_TYPE_DEPTH ? ImageKind::Depth
+                                                             : ImageKind::Rgb;
+            std::lock_guard<std::mutex> lock(acquisition_->imageMutex(kind));
+            FrameBuffers& frames = acquisition_->frames();
+            const QImage& shown = kind == ImageKind::Ir      ? frames.irImage
+                                  : kind == ImageKind::Depth ? frames.currentDepthImage()
+                                                             : frames.currentRgbImage();
+            return shown.copy();
+        },
+        this);
 
     setWindowIcon(QIcon(":/source/kxlogo.ico"));
     initMenu();
@@ -92,9 +115,11 @@ Widget::Widget(QWidget* parent, CameraInterface* camera)
 
 Widget::~Widget() {
     // The session first: no callback, script or event may reach the parts
-    // once they start going; then the frame workers.
+    // once they start going; then the frame workers; the recorder last, so
+    // every frame handed to it is written.
     session_.reset();
     acquisition_.reset();
+    recorder_.reset();
     delete debugWindow_;
     delete tcpDialog_;
     delete netDialog_;
@@ -139,6 +164,51 @@ void Widget::connectParts() {
     connect(left, &SessionPanel::registrationChanged, display_, &FrameDisplay::applyRegistration);
     connect(left, &SessionPanel::colouredCloudChanged, display_, &FrameDisplay::setColouredCloud);
     connect(this, &Widget::cleanCp, paneArea(), [this] { paneArea()->cloudView()->clearWindow(); });
+    connect(config_, &ConfigCommands::prompt, prompts_, &PromptPresenter::show);
+    connectSaving();
+}
+
+void Widget::connectSaving() {
+    SaveControls* save = controlPanel()->saveControls();
+    Recorder* recorder = recorder_.get();
+    connect(save, &SaveControls::saveRootChanged, this,
+            [recorder](const QString& root) { recorder->setSaveRoot(root); });
+    connect(save, &SaveControls::singleSaveRequested, this,
+            [recorder](const QString& folder) { recorder->requestSingleSave(folder); });
+    connect(save, &SaveControls::continuousSavingChanged, this, [recorder](bool on) {
+        // A new series counts from zero.
+        if (on && !recorder->continuous()) recorder->resetCounts();
+        recorder->setContinuous(on);
+    });
+    // Queued: the counts come from the frame workers and the writer threads.
+    connect(recorder, &Recorder::countsChanged, save,
+            [save](const RecorderCounts& c) { save->showCounts(c.saved, c.waiting, c.failed); });
+    // A stopping stream ends a series; the buttons keep their state.
+    connect(session_.get(), &CameraSession::sessionEvent, save, [save](SessionEvent event, const SessionStatus&) {
+        if (event == SessionEvent::Stopping) save->streamStopping();
+    });
+
+    // Which views a saved frame gets: the pane boxes as they are ticked now.
+    const std::array<QCheckBox*, 4> boxes = sessionPanel()->paneCheckBoxes();  // depth, IR, cloud, colour
+    auto updateViews = [recorder, boxes] {
+        recorder->setViews(boxes[1]->isChecked(), boxes[0]->isChecked(), boxes[3]->isChecked(), boxes[2]->isChecked());
+    };
+    for (QCheckBox* box : boxes) connect(box, &QCheckBox::toggled, this, updateViews);
+    updateViews();
+
+    // Tray information. Its two boxes have always been in Chinese.
+    connect(sessionPanel(), &SessionPanel::trayRecordingRequested, this, [this] {
+        recorder_->startTrayRecording(this, [this](bool opened) {
+            if (!opened)
+                prompts_->show(PromptKind::Warning, QString::fromUtf8("保存文件打开失败"),
+                               QString::fromUtf8("文件打开失败"));
+        });
+    });
+    connect(display_, &FrameDisplay::traysShown, this,
+            [recorder](const std::vector<TrayArea>& trays) { recorder->recordTrays(trays); });
+    connect(recorder, &Recorder::trayRecordingFinished, prompts_, [this] {
+        prompts_->show(PromptKind::Information, QString::fromUtf8("保存完成"), QString::fromUtf8("保存完成"));
+    });
 }
 
 void Widget::initMenu() {
@@ -177,6 +247,10 @@ void Widget::initMenu() {
     connect(actionControlPanel_, &QAction::toggled, controlPanel(), &QWidget::setVisible);
     connect(actionManagementPanel_, &QAction::toggled, sessionPanel(), &QWidget::setVisible);
     connect(actionDefaultLayout_, &QAction::triggered, this, &Widget::restoreDefaultLayout);
+    connect(actionExportConfig_, &QAction::triggered, config_, &ConfigCommands::exportConfiguration);
+    connect(actionImportConfig_, &QAction::triggered, config_, &ConfigCommands::importConfiguration);
+    connect(actionResetConfig_, &QAction::triggered, config_, &ConfigCommands::resetConfiguration);
+    connect(actionResetDevice_, &QAction::triggered, config_, &ConfigCommands::resetDevice);
     connect(actionSwitchProtocol_, &QAction::triggered, this, [this] {
         // The session keeps the transport it opened with.
         if (session_->status().state == SessionState::Streaming) {

@@ -14,14 +14,17 @@
 
 class Acquisition;
 class CameraSession;
+class ConfigCommands;
 class ControlPanel;
 class FrameDisplay;
+class FrameFileSlots;
 class PaneArea;
 class PromptPresenter;
 class QAction;
 class QCloseEvent;
 class QMenu;
 class QMenuBar;
+class Recorder;
 class SessionPanel;
 class TcpORudp;
 class debug;
@@ -41,6 +44,9 @@ public:
     CameraSession& session() { return *session_; }
     Acquisition& acquisition() { return *acquisition_; }
     FrameDisplay& frameDisplay() { return *display_; }
+    Recorder& recorder() { return *recorder_; }
+    ConfigCommands* configCommands() const { return config_; }
+    FrameFileSlots* frameFiles() const { return frameFiles_; }
     SessionPanel* sessionPanel() const;
     PaneArea* paneArea() const;
     ControlPanel* controlPanel() const;
@@ -68,6 +74,7 @@ protected:
 
 private:
     void connectParts();
+    void connectSaving();
     void onCloseFinished(bool accepted);
 
     Ui::Widget* ui;
@@ -77,9 +84,12 @@ private:
     PromptPresenter* prompts_ = nullptr;
     CameraInterface& camera_;
     ImageConverter converter_;
+    std::unique_ptr<Recorder> recorder_;
     std::unique_ptr<Acquisition> acquisition_;
     std::unique_ptr<CameraSession> session_;
     FrameDisplay* display_ = nullptr;
+    ConfigCommands* config_ = nullptr;
+    FrameFileSlots* frameFiles_ = nullptr;
     QTranslator translator;
 
     // A close waits for the session to stop the camera; then it goes through.

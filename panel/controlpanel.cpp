@@ -6,6 +6,7 @@
 #include <QTimer>
 #include <algorithm>
 
+#include "savecontrols.h"
 #include "slidereditor.h"
 #include "ui_controlpanel.h"
 
@@ -64,6 +65,10 @@ ControlPanel::ControlPanel(QWidget* parent) : QWidget(parent), ui(new Ui::Contro
     connectParameterHandlers();
     connectCaptureModes();
     connect(ui->pushButton_save_config, &QPushButton::clicked, this, &ControlPanel::filteringDefaultConfiguration);
+    connect(ui->pushButton_save_to_device, &QPushButton::clicked, this, &ControlPanel::saveTheConfigurationToDevice);
+    saveControls_ = new SaveControls(this, ui->pushButton_savepath, ui->pushButton_save, ui->pushButton_start_save,
+                                     ui->pushButton_end_save, ui->label_save_count);
+    connect(saveControls_, &SaveControls::prompt, this, &ControlPanel::prompt);
     updateEnabled();
 }
 
@@ -121,6 +126,7 @@ void ControlPanel::controlPanelInit() {
 
 void ControlPanel::retranslate() {
     ui->retranslateUi(this);
+    saveControls_->retranslate();
     setEditorLabels();
 }
 

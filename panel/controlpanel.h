@@ -10,10 +10,12 @@
 
 #include "camerascript.h"
 #include "frameratelimits.h"
+#include "panelconfig.h"
 #include "sessionstate.h"
 
 class QCheckBox;
 class QTimer;
+class SaveControls;
 class SliderEditer;
 
 namespace Ui {
@@ -39,6 +41,20 @@ public:
     void switchUi(bool isRGB);
     // Scripts submitted and not finished that keep the panel disabled.
     int pendingModeChanges() const { return holds_; }
+    // The save group: save root, single and continuous saving, counts.
+    SaveControls* saveControls() const { return saveControls_; }
+
+    // The panel's part of a configuration file (the display group fills in
+    // its own).
+    void fillConfiguration(PanelConfig& config) const;
+    // Shows `config` and sends it to the camera as one script, the panel
+    // disabled until it has run: frequency, trigger, gamma, exposure, HDR,
+    // filters, frame rate, fast mode and, for a camera with a colour sensor,
+    // the colour settings; then `tail`. A failed setting shows its box and
+    // the panel goes back to what the camera kept; the rest still runs.
+    // `done` follows on the GUI thread.
+    void applyConfiguration(const PanelConfig& config, bool colourSensor, const CameraScript& tail,
+                            std::function<void(const ScriptOutcome&)> done);
 
 public slots:
     void applySessionStatus(const SessionStatus& status);
@@ -57,6 +73,8 @@ public slots:
     // Starts a 1 s timer that shows the camera's exposure while ToF auto
     // exposure runs. Reachable only through the meta-object system.
     void timedService();
+    // Stores the camera's current settings in the camera.
+    void saveTheConfigurationToDevice();
 
 signals:
     void cameraScript(const CameraScript& script);
@@ -113,4 +131,5 @@ private:
     // Answer of IsRgbDevice at the last read-back.
     bool rgbDevice_ = false;
     QTimer* exposureTimer_ = nullptr;
+    SaveControls* saveControls_ = nullptr;
 };

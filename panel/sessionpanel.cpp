@@ -46,6 +46,7 @@ SessionPanel::SessionPanel(QWidget* parent) : QWidget(parent), ui(new Ui::Sessio
     connect(ui->checkBox_rgb2dep, &QCheckBox::clicked, this,
             [this] { onRegistrationClicked(ui->checkBox_rgb2dep, ui->checkBox_dep2rgb); });
     connect(ui->checkBox_rgb2pointcloud, &QCheckBox::clicked, this, &SessionPanel::colouredCloudChanged);
+    connect(ui->pushButton_3, &QPushButton::clicked, this, &SessionPanel::trayRecordingRequested);
     showStatus();
 }
 
@@ -96,6 +97,28 @@ void SessionPanel::setRegistrationAllowed(bool allowed) {
     ui->checkBox_dep2rgb->setEnabled(true);
     ui->checkBox_rgb2dep->setEnabled(true);
 }
+
+void SessionPanel::fillConfiguration(PanelConfig& c) const {
+    c.depShow = ui->checkBoxDep->isChecked();
+    c.irShow = ui->checkBoxIr->isChecked();
+    c.cpShow = ui->checkBoxCp->isChecked();
+    c.rgbShow = ui->checkBoxRgb->isChecked();
+    c.rgb2dep = ui->checkBox_rgb2dep->isChecked();
+    c.dep2rgb = ui->checkBox_dep2rgb->isChecked();
+    c.rgb2pointcloud = ui->checkBox_rgb2pointcloud->isChecked();
+}
+
+void SessionPanel::showConfiguration(const PanelConfig& c) {
+    ui->checkBoxIr->setChecked(c.irShow);
+    ui->checkBoxDep->setChecked(c.depShow);
+    ui->checkBoxCp->setChecked(c.cpShow);
+    ui->checkBoxRgb->setChecked(c.rgbShow);
+    ui->checkBox_rgb2dep->setChecked(c.rgb2dep);
+    ui->checkBox_dep2rgb->setChecked(c.dep2rgb);
+    ui->checkBox_rgb2pointcloud->setChecked(c.rgb2pointcloud);
+}
+
+void SessionPanel::showImportedRegistration(bool registered) { ui->checkBox_rgb2pointcloud->setEnabled(registered); }
 
 void SessionPanel::onRegistrationClicked(QCheckBox* own, QCheckBox* other) {
     Q_UNUSED(own);

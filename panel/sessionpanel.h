@@ -7,6 +7,7 @@
 #include <QWidget>
 #include <array>
 
+#include "panelconfig.h"
 #include "sessionstate.h"
 
 class QCheckBox;
@@ -34,6 +35,14 @@ public:
     // Fast mode gives up registered views: their boxes are cleared and locked.
     void setRegistrationAllowed(bool allowed);
 
+    // The display group's part of a configuration file.
+    void fillConfiguration(PanelConfig& config) const;
+    // Ticks the display boxes as a configuration file says. The panes and
+    // the registration stay as they are until told (showImportedRegistration).
+    void showConfiguration(const PanelConfig& config);
+    // The coloured point cloud box can be used only with a registration.
+    void showImportedRegistration(bool registered);
+
 public slots:
     void applySessionStatus(const SessionStatus& status);
     void applySessionEvent(SessionEvent event, const SessionStatus& status);
@@ -48,6 +57,8 @@ signals:
     // state of the coloured point cloud box.
     void registrationChanged(bool rgbToDepth, bool depthToRgb, bool colouredCloud);
     void colouredCloudChanged(bool on);
+    // Record the trays of the next frames ("储存托盘信息").
+    void trayRecordingRequested();
 
 private:
     void showStatus();

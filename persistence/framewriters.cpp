@@ -4,7 +4,10 @@
 #include <QDateTime>
 #include <QFile>
 #include <QImageWriter>
+#include <charconv>
+#include <cmath>
 #include <cstdio>
+#include <cstring>
 #include <vector>
 
 namespace FrameFiles {
@@ -63,6 +66,28 @@ bool writeInPlace(const QString& path, const QByteArray& text, QString* reason) 
     return true;
 }
 
+// Appends `v` as QString::number(v, 'g', 6) writes it: six significant
+// digits, no trailing zeros, an exponent of at least two digits. The C++
+// general format with precision 6 is that text for finite values except at
+// an exact tie, which it rounds to even where Qt rounds up; a value whose
+// seventh significant digit is 5 may be such a tie and takes Qt's path.
+// Qt writes a negative zero as "0".
+inline char* appendShortest(char* out, char* end, double v) {
+    if (v == 0.0) {
+        *out = '0';
+        return out + 1;
+    }
+    if (std::isfinite(v)) {
+        char probe[32];
+        std::to_chars(probe, probe + sizeof probe, v, std::chars_format::scientific, 6);
+        const int seventh = (probe[0] == '-' ? 1 : 0) + 7;  // "d.dddddd": the digit after six
+        if (probe[seventh] != '5') return std::to_chars(out, end, v, std::chars_format::general, 6).ptr;
+    }
+    const QByteArray text = QString::number(v, 'g', 6).toLatin1();
+    std::memcpy(out, text.constData(), std::size_t(text.size()));
+    return out + text.size();
+}
+
 inline uint8_t low8(double v) { return static_cast<uint8_t>(static_cast<int>(v) & 0xFF); }
 
 }  // namespace
@@ -79,17 +104,29 @@ bool writeValueCsv(const QString& path, const uint16_t* values, unsigned rows, u
     return writeInPlace(path, csvText(values, rows, cols), reason);
 }
 
-bool writePointCsv(const QString& path, const PointXYZ* points, unsigned count, QString* reason) {
+QByteArray pointCsv(const PointXYZ* points, unsigned count) {
     QByteArray text;
+    text.reserve(int(count) * 24);
+    char line[96];
     for (unsigned i = 0; i < count; ++i) {
         const PointXYZ& p = points[i];
-        text += QStringLiteral("%1, %2, %3\n")
-                    .arg(double(p.x), 0, 'g', -1, QLatin1Char(' '))
-                    .arg(double(p.y), 0, 'g', -1, QLatin1Char(' '))
-                    .arg(double(p.z), 0, 'g', -1, QLatin1Char(' '))
-                    .toLocal8Bit();
+        char* out = line;
+        const float xyz[3] = {p.x, p.y, p.z};
+        for (int k = 0; k < 3; ++k) {
+            out = appendShortest(out, line + sizeof line, double(xyz[k]));
+            if (k < 2) {
+                *out++ = ',';
+                *out++ = ' ';
+            }
+        }
+        *out++ = '\n';
+        text.append(line, int(out - line));
     }
-    return writeInPlace(path, text, reason);
+    return text;
+}
+
+bool writePointCsv(const QString& path, const PointXYZ* points, unsigned count, QString* reason) {
+    return writeInPlace(path, pointCsv(points, count), reason);
 }
 
 QByteArray yuvI420(const QImage& source) {

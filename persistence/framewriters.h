@@ -47,6 +47,7 @@ QByteArray valueCsv(const uint16_t* values, unsigned rows, unsigned cols);
 // "x, y, z\n" per point, each in the shortest form with six significant
 // digits; opened like the value CSV.
 bool writePointCsv(const QString& path, const PointXYZ* points, unsigned count, QString* reason = nullptr);
+QByteArray pointCsv(const PointXYZ* points, unsigned count);
 
 // Planar YUV 4:2:0 (I420) of the picture, no header: Y for every pixel, U and
 // V from the top-left pixel of every 2 x 2 block (no averaging), each value

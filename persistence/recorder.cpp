@@ -1,15 +1,22 @@
 #include "recorder.h"
 
+#include <sys/resource.h>
+#include <sys/syscall.h>
+#include <unistd.h>
+
 #include <QDir>
 #include <QFile>
 #include <QFileInfo>
 #include <QImage>
 #include <QMetaObject>
+#include <algorithm>
 #include <cstring>
 
 #include "framewriters.h"
 
 namespace {
+
+constexpr int kWriterNice = 5;
 
 enum ViewBit : unsigned { kIr = 1, kDepth = 2, kRgb = 4, kCloud = 8 };
 
@@ -34,6 +41,7 @@ void copyContainer(DataContainer<T>& to, const DataContainer<T>& from) {
 
 struct Recorder::FrameSet {
     QString folder;
+    uint64_t sequence = 0;  // order in which the frames were handed over
     unsigned views = 0;
     bool registered = false;
     QImage irImage;
@@ -43,7 +51,19 @@ struct Recorder::FrameSet {
     DistanceData depth;
     PointcloudData points;
     RgbPointcloudData rgbPoints;
+
+    void release();
 };
+
+void Recorder::FrameSet::release() {
+    irImage = QImage();
+    depthImage = QImage();
+    rgbImage = QImage();
+    ir = GrayscaleData();
+    depth = DistanceData();
+    points = PointcloudData();
+    rgbPoints = RgbPointcloudData();
+}
 
 struct Recorder::Job {
     FrameSet* set = nullptr;
@@ -57,7 +77,12 @@ Recorder::Recorder(CameraInterface& camera, LogSink log, QObject* parent)
         pool_.push_back(std::make_unique<FrameSet>());
         free_.push_back(pool_.back().get());
     }
-    for (int i = 0; i < kWriterThreads; ++i) writers_.emplace_back([this] { writerLoop(); });
+    for (int i = 0; i < writerThreads(); ++i) writers_.emplace_back([this] { writerLoop(); });
+}
+
+int Recorder::writerThreads() {
+    const int cores = int(std::thread::hardware_concurrency());
+    return std::clamp(cores - 1, 2, 8);
 }
 
 Recorder::~Recorder() {
@@ -97,6 +122,11 @@ void Recorder::requestSingleSave(const QString& folder) {
                  QDir(info.path()).mkdir(info.fileName());
              }});
     singleRequest_ = true;
+}
+
+QString Recorder::singleSaveFolder() const {
+    std::lock_guard<std::mutex> lock(rootMutex_);
+    return singleFolder_;
 }
 
 void Recorder::setContinuous(bool on) { continuous_ = on; }
@@ -146,14 +176,17 @@ void Recorder::frameReady(FrameBuffers& frames, bool registered) {
     for (int pass = 0; pass < 2; ++pass) {
         if ((pass == 0 && !single) || (pass == 1 && !continuous)) continue;
         const QString folder = pass == 0 ? singleFolder : FrameFiles::path(root, FrameFiles::timeStamp());
+        const uint64_t sequence = ++sequence_;
         FrameSet* set = takeFreeSet();
         if (!set) {
             ++failed_;
-            noteResult(false, folder, QStringLiteral("%1 frames are still waiting for the disk").arg(waiting_.load()));
+            noteResult(false, sequence, folder,
+                       QStringLiteral("%1 frames are still waiting for the disk").arg(waiting_.load()));
             publishCounts();
             continue;
         }
         set->folder = folder;
+        set->sequence = sequence;
         fill(*set, frames, registered, views);
         ++waiting_;
         post(Job{set, {}});
@@ -194,6 +227,9 @@ void Recorder::post(Job job) {
 }
 
 void Recorder::writerLoop() {
+    // Below the frame workers and the window: when the machine cannot do
+    // everything, frames wait (and are counted) rather than the views.
+    setpriority(PRIO_PROCESS, pid_t(syscall(SYS_gettid)), kWriterNice);
     for (;;) {
         Job job;
         {
@@ -206,6 +242,9 @@ void Recorder::writerLoop() {
         }
         if (job.set) {
             writeSet(*job.set);
+            // Kept for the next frame of a series; a set written with saving
+            // off gives its memory back (a 1080p set holds about 15 MB).
+            if (!continuous_) job.set->release();
             {
                 std::lock_guard<std::mutex> lock(poolMutex_);
                 free_.push_back(job.set);
@@ -266,15 +305,21 @@ void Recorder::writeSet(FrameSet& set) {
         ++saved_;
     else
         ++failed_;
-    noteResult(ok, ok ? set.folder : failedPath, reason);
+    noteResult(ok, set.sequence, ok ? set.folder : failedPath, reason);
 }
 
-void Recorder::noteResult(bool ok, const QString& path, const QString& reason) {
+void Recorder::noteResult(bool ok, uint64_t sequence, const QString& path, const QString& reason) {
     std::lock_guard<std::mutex> lock(failureMutex_);
-    if (!ok && !inFailureRun_) {
+    if (!ok) {
+        lastFailure_ = std::max(lastFailure_, sequence);
+        if (inFailureRun_) return;
         inFailureRun_ = true;
         log_(LOG_AS("Recorder").text(QStringLiteral("frames are not being saved: %1: %2").arg(path, reason)));
-    } else if (ok && inFailureRun_) {
+        return;
+    }
+    // The writers finish frames out of order: only a frame handed over after
+    // the last failed one shows that saving works again.
+    if (inFailureRun_ && sequence > lastFailure_) {
         inFailureRun_ = false;
         log_(LOG_AS("Recorder").text(QStringLiteral("frames are saved again: %1").arg(path)));
     }
@@ -292,10 +337,11 @@ void Recorder::startTrayRecording(QObject* context, std::function<void(bool open
                  const bool ok = file->open(QIODevice::ReadWrite | QIODevice::Append);
                  {
                      std::lock_guard<std::mutex> lock(trayMutex_);
-                     if (ok) {
-                         trayFile_ = std::move(file);
-                         trayFrames_ = 100;
-                     }
+                     // A new start replaces a recording under way, even one
+                     // whose new file could not be opened.
+                     trayPending_.clear();
+                     trayFile_ = ok ? std::move(file) : nullptr;
+                     trayFrames_ = ok ? 100 : trayFrames_;
                  }
                  QMetaObject::invokeMethod(
                      context, [opened, ok] { opened(ok); }, Qt::QueuedConnection);
@@ -306,24 +352,36 @@ void Recorder::recordTrays(const std::vector<TrayArea>& trays) {
     {
         std::lock_guard<std::mutex> lock(trayMutex_);
         if (!trayFile_) return;
+        trayPending_.push_back(trays);
     }
-    post(Job{nullptr, [this, trays] {
+    // Whichever writer gets here first writes every frame waiting, in order.
+    post(Job{nullptr, [this] {
                  std::lock_guard<std::mutex> lock(trayMutex_);
-                 if (!trayFile_ || !trayFile_->isOpen()) return;
-                 if (trayFrames_ >= 1) {
-                     for (std::size_t i = 0; i < trays.size(); ++i) {
-                         const float* m = trays[i].measurements;
-                         const QString line = QString::number(i) + ',' + QString::number(double(m[0]), 'f', 0) + ',' +
-                                              QString::number(double(m[1]), 'f', 0) + ',' +
-                                              QString::number(double(m[2]), 'f', 0) + ',' +
-                                              QString::number(double(m[3]), 'f', 2) + "\r\n";
-                         trayFile_->write(line.toUtf8());
-                     }
-                     --trayFrames_;
-                     return;
+                 while (!trayPending_.empty()) {
+                     const std::vector<TrayArea> frame = std::move(trayPending_.front());
+                     trayPending_.pop_front();
+                     writeTrayFrame(frame);
                  }
-                 trayFile_->close();
-                 trayFile_.reset();
-                 emit trayRecordingFinished();
              }});
+}
+
+void Recorder::writeTrayFrame(const std::vector<TrayArea>& trays) {
+    if (!trayFile_ || !trayFile_->isOpen()) return;
+    if (trayFrames_ >= 1) {
+        QByteArray lines;
+        for (std::size_t i = 0; i < trays.size(); ++i) {
+            const float* m = trays[i].measurements;
+            lines += (QString::number(i) + ',' + QString::number(double(m[0]), 'f', 0) + ',' +
+                      QString::number(double(m[1]), 'f', 0) + ',' + QString::number(double(m[2]), 'f', 0) + ',' +
+                      QString::number(double(m[3]), 'f', 2) + "\r\n")
+                         .toUtf8();
+        }
+        trayFile_->write(lines);
+        --trayFrames_;
+        return;
+    }
+    trayFile_->close();
+    trayFile_.reset();
+    trayPending_.clear();
+    emit trayRecordingFinished();
 }

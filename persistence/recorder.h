@@ -41,9 +41,12 @@ Q_DECLARE_METATYPE(RecorderCounts)
 class Recorder : public QObject, public FrameRecorder {
     Q_OBJECT
 public:
-    // Frames that may wait for the disk at once; more are counted as failed.
-    static constexpr int kPoolSize = 12;
-    static constexpr int kWriterThreads = 2;
+    // Frames that may wait for the disk at once (about a second of a 25 fps
+    // stream); more are counted as failed.
+    static constexpr int kPoolSize = 24;
+    // Writer threads: PNG encoding is what a frame costs, so one per core
+    // the frame workers and the window leave, at least two.
+    static int writerThreads();
 
     Recorder(CameraInterface& camera, LogSink log, QObject* parent = nullptr);
     ~Recorder() override;
@@ -56,6 +59,8 @@ public:
     // Makes `folder` now and saves the next frame into it; a second request
     // before a frame arrives only moves the target.
     void requestSingleSave(const QString& folder);
+    // The folder of the last single save request (empty before one).
+    QString singleSaveFolder() const;
     // Every frame into a folder of its own while on.
     void setContinuous(bool on);
     bool continuous() const { return continuous_; }
@@ -91,8 +96,9 @@ private:
     void writeSet(FrameSet& set);
     void post(Job job);
     void writerLoop();
-    void noteResult(bool ok, const QString& path, const QString& reason);
+    void noteResult(bool ok, uint64_t sequence, const QString& path, const QString& reason);
     void publishCounts();
+    void writeTrayFrame(const std::vector<TrayArea>& trays);  // under trayMutex_
 
     CameraInterface& camera_;
     LogSink log_;
@@ -107,8 +113,10 @@ private:
     std::atomic<unsigned> saved_{0};
     std::atomic<unsigned> waiting_{0};
     std::atomic<unsigned> failed_{0};
+    std::atomic<uint64_t> sequence_{0};
     std::mutex failureMutex_;
     bool inFailureRun_ = false;
+    uint64_t lastFailure_ = 0;
 
     std::mutex poolMutex_;
     std::vector<std::unique_ptr<FrameSet>> pool_;
@@ -125,4 +133,5 @@ private:
     std::mutex trayMutex_;
     std::unique_ptr<class QFile> trayFile_;
     int trayFrames_ = 0;
+    std::deque<std::vector<TrayArea>> trayPending_;
 };

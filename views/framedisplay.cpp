@@ -177,6 +177,7 @@ void FrameDisplay::paintIRSlots() {
             DEBUG_LINE(kFile, QStringLiteral("paintIRSlots %1 %2 %3").arg(i).arg(position, pose));
         }
     }
+    emit traysShown(state_->trays);
     tickFps(pane, panes_.fpsLabel(2));
 }
 
@@ -236,6 +237,32 @@ void FrameDisplay::applyRegistration(bool rgbToDepth, bool depthToRgb, bool colo
                           .arg(acquisition_.registrationActive())
                           .arg(depthToRgb)
                           .arg(rgbToDepth));
+}
+
+CameraScript FrameDisplay::importedRegistration(bool rgbToDepth, bool depthToRgb, bool colouredCloud) {
+    CameraScript script;
+    if (!rgbToDepth && !depthToRgb) {
+        acquisition_.setRegistration(false, false);
+        panes_.cloudView()->configurePoints(false, 640 * 480, 640, 480);
+        return script;
+    }
+    acquisition_.setRegistration(rgbToDepth, depthToRgb);
+    const auto enable = [&script](CameraScript::Call call) {
+        script.call(LOG_AS("readConfigFromFil"), QString(), std::move(call), QString(), ResultCheck::Ignored);
+    };
+    enable([](CameraInterface& c) { return c.ConvertDepthToRgbEnable(true); });
+    enable([](CameraInterface& c) { return c.ConvertRgbToDepthEnable(true); });
+    resizeImageViewsForMode();
+    if (depthToRgb) {
+        // Depth registered to a full-HD colour picture comes at half its size.
+        const bool fullHd = (colourSize_.isEmpty() ? 1920 : colourSize_.width()) == 1920;
+        panes_.cloudView()->configurePoints(colouredCloud, fullHd ? 960 * 540 : 640 * 480, fullHd ? 960 : 640,
+                                            fullHd ? 540 : 480);
+    } else {
+        panes_.cloudView()->configurePoints(colouredCloud, 640 * 480, 640, 480);
+    }
+    panes_.cloudView()->setRange(converter_.minDistance(), converter_.maxDistance());
+    return script;
 }
 
 void FrameDisplay::setColouredCloud(bool on) {

@@ -46,10 +46,16 @@ public slots:
     // read, the views the sizes they expect, the camera both conversions.
     void applyRegistration(bool rgbToDepth, bool depthToRgb, bool colouredCloud);
     void setColouredCloud(bool on);
+    // The registration a configuration file asks for (the stream is stopped):
+    // the workers and views are switched now, the camera's conversion calls
+    // come back as a script whose results nobody judges.
+    CameraScript importedRegistration(bool rgbToDepth, bool depthToRgb, bool colouredCloud);
     void applySessionEvent(SessionEvent event, const SessionStatus& status);
 
 signals:
     void cameraScript(const CameraScript& script);
+    // The trays of an IR frame just drawn.
+    void traysShown(const std::vector<TrayArea>& trays);
 
 private:
     struct Panes;

@@ -76,6 +76,89 @@
     </message>
 </context>
 <context>
+    <name>ConfigCommands</name>
+    <message>
+        <source>提示</source>
+        <translation>Prompt</translation>
+    </message>
+    <message>
+        <source>请在设备运行时导出配置！</source>
+        <translation>Please export the configuration while the device is running!</translation>
+    </message>
+    <message>
+        <source>导出路径</source>
+        <translation>Export Path</translation>
+    </message>
+    <message>
+        <source>完成</source>
+        <translation>Complete</translation>
+    </message>
+    <message>
+        <source>已成功导出配置！</source>
+        <translation>Successfully exported configuration!</translation>
+    </message>
+    <message>
+        <source>配置文件无法打开！</source>
+        <translation>The configuration file cannot be opened!</translation>
+    </message>
+    <message>
+        <source>导出异常</source>
+        <translation>Export Exceptions</translation>
+    </message>
+    <message>
+        <source>导出配置文件失败！</source>
+        <translation>Failed to export configuration file</translation>
+    </message>
+    <message>
+        <source>导出文件未清除！</source>
+        <translation>Export file not cleared</translation>
+    </message>
+    <message>
+        <source>请开始运行设备后停止数据输出再导入配置！</source>
+        <translation>Please start running the device and stop the data output before importing the configuration!</translation>
+    </message>
+    <message>
+        <source>选择配置文件</source>
+        <translation>Select Profile</translation>
+    </message>
+    <message>
+        <source>打开失败</source>
+        <translation>Open Failed</translation>
+    </message>
+    <message>
+        <source>请检查文件是否正确！</source>
+        <translation>Please check if the file is correct!</translation>
+    </message>
+    <message>
+        <source>导入异常</source>
+        <translation>Import Exceptions</translation>
+    </message>
+    <message>
+        <source>导入文件未清除！</source>
+        <translation>Import file not cleared!</translation>
+    </message>
+    <message>
+        <source>已成功导入配置！</source>
+        <translation>Configuration imported successfully!</translation>
+    </message>
+    <message>
+        <source>已成功重置配置，等待设备重启！</source>
+        <translation>Successfully reset configuration, waiting for device restart!</translation>
+    </message>
+    <message>
+        <source>已成功重置设备，等待设备重启！</source>
+        <translation>The device has been reset successfully, waiting for the device to restart!</translation>
+    </message>
+    <message>
+        <source>失败</source>
+        <translation>Failed</translation>
+    </message>
+    <message>
+        <source>请开始使用设备后停止设备再使用！</source>
+        <translation>Please start using the device and stop using the device again!</translation>
+    </message>
+</context>
+<context>
     <name>ControlPanel</name>
     <message>
         <source>功能设置</source>
@@ -233,6 +316,22 @@
         <source>正在读取设备配置...</source>
         <translation>Reading the device configuration...</translation>
     </message>
+    <message>
+        <source>正在导入配置...</source>
+        <translation>Importing configuration...</translation>
+    </message>
+    <message>
+        <source>状态异常</source>
+        <translation>Abnormal state</translation>
+    </message>
+    <message>
+        <source>操作失败</source>
+        <translation>Operation failed</translation>
+    </message>
+    <message>
+        <source>完成</source>
+        <translation>Complete</translation>
+    </message>
 </context>
 <context>
     <name>Form</name>
@@ -262,6 +361,37 @@
     <message>
         <source>RGB</source>
         <translation>RGB</translation>
+    </message>
+</context>
+<context>
+    <name>SaveControls</name>
+    <message>
+        <source>存储路径</source>
+        <translation>Storage Path</translation>
+    </message>
+    <message>
+        <source>路径错误</source>
+        <translation>path err</translation>
+    </message>
+    <message>
+        <source>路径中不能包含中文字符！</source>
+        <translation>Path cannot contain Chinese characters!</translation>
+    </message>
+    <message>
+        <source>未选择路径</source>
+        <translation>No path selected</translation>
+    </message>
+    <message>
+        <source>请先选择保存路径</source>
+        <translation>Please select a save path first</translation>
+    </message>
+    <message>
+        <source>保存成功</source>
+        <translation>Save Success</translation>
+    </message>
+    <message>
+        <source>已保存 %1 帧，等待 %2，失败 %3</source>
+        <translation>Saved %1 frames, waiting %2, failed %3</translation>
     </message>
 </context>
 <context>

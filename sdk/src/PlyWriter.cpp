@@ -16,29 +16,36 @@ struct FileCloser {
 };
 using File = std::unique_ptr<FILE, FileCloser>;
 
-void putFloatLE(std::vector<char>& buf, float v) {
+// Little-endian bytes of v at out.
+void putFloatLE(char* out, float v) {
+#if defined(__BYTE_ORDER__) && __BYTE_ORDER__ == __ORDER_LITTLE_ENDIAN__
+    std::memcpy(out, &v, 4);
+#else
     uint32_t bits;
     std::memcpy(&bits, &v, 4);
-    for (int k = 0; k < 4; ++k) buf.push_back(char((bits >> (8 * k)) & 0xff));
+    for (int k = 0; k < 4; ++k) out[k] = char((bits >> (8 * k)) & 0xff);
+#endif
 }
 
 bool hasColour(const PointXYZ&) { return false; }
 bool hasColour(const PointXYZRGBI&) { return true; }
+constexpr size_t binarySize(const PointXYZ&) { return 12; }
+constexpr size_t binarySize(const PointXYZRGBI&) { return 16; }
 
-void appendBinary(std::vector<char>& buf, const PointXYZ& p) {
-    putFloatLE(buf, p.x);
-    putFloatLE(buf, p.y);
-    putFloatLE(buf, p.z);
+void putBinary(char* out, const PointXYZ& p) {
+    putFloatLE(out, p.x);
+    putFloatLE(out + 4, p.y);
+    putFloatLE(out + 8, p.z);
 }
 
-void appendBinary(std::vector<char>& buf, const PointXYZRGBI& p) {
-    putFloatLE(buf, p.x);
-    putFloatLE(buf, p.y);
-    putFloatLE(buf, p.z);
-    buf.push_back(char(p.r));
-    buf.push_back(char(p.g));
-    buf.push_back(char(p.b));
-    buf.push_back(char(p.i));
+void putBinary(char* out, const PointXYZRGBI& p) {
+    putFloatLE(out, p.x);
+    putFloatLE(out + 4, p.y);
+    putFloatLE(out + 8, p.z);
+    out[12] = char(p.r);
+    out[13] = char(p.g);
+    out[14] = char(p.b);
+    out[15] = char(p.i);
 }
 
 int formatAscii(char* s, size_t n, const PointXYZ& p) {
@@ -69,23 +76,27 @@ bool writePly(const std::string& path, const DataContainer<P>& cloud, bool binar
     if (std::fwrite(header.data(), 1, header.size(), f.get()) != header.size()) return false;
 
     // Write in blocks: one fwrite per point is several times slower.
-    std::vector<char> buf;
-    buf.reserve(1 << 20);
+    constexpr size_t kBlock = 1 << 20;
+    std::vector<char> buf(kBlock);
+    size_t used = 0;
     char line[128];
+    const size_t record = binarySize(P{});
     for (size_t i = 0; i < total; ++i) {
         if (!(pts[i].z > 0)) continue;
         if (binary) {
-            appendBinary(buf, pts[i]);
+            putBinary(buf.data() + used, pts[i]);
+            used += record;
         } else {
             const int n = formatAscii(line, sizeof line, pts[i]);
-            buf.insert(buf.end(), line, line + n);
+            std::memcpy(buf.data() + used, line, size_t(n));
+            used += size_t(n);
         }
-        if (buf.size() > (1 << 20) - 128) {
-            if (std::fwrite(buf.data(), 1, buf.size(), f.get()) != buf.size()) return false;
-            buf.clear();
+        if (used > kBlock - 128) {
+            if (std::fwrite(buf.data(), 1, used, f.get()) != used) return false;
+            used = 0;
         }
     }
-    if (!buf.empty() && std::fwrite(buf.data(), 1, buf.size(), f.get()) != buf.size()) return false;
+    if (used > 0 && std::fwrite(buf.data(), 1, used, f.get()) != used) return false;
     return std::fclose(f.release()) == 0;
 }
 

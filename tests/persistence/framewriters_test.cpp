@@ -10,6 +10,7 @@
 #include <QGuiApplication>
 #include <QTemporaryDir>
 #include <cstring>
+#include <limits>
 #include <map>
 #include <sstream>
 
@@ -70,6 +71,52 @@ TEST_F(FrameWriters, PointCsvUsesSixSignificantDigits) {
     const PointXYZ points[] = {{1.23456789f, -0.5f, 1000.0f}, {0.0f, 1e-7f, 123456789.0f}};
     ASSERT_TRUE(writePointCsv(file("PointCloud.csv"), points, 2));
     EXPECT_EQ(readAll(file("PointCloud.csv")), QByteArray("1.23457, -0.5, 1000\n0, 1e-07, 1.23457e+08\n"));
+}
+
+// The fast formatter against Qt's own 'g' text, over the values a camera
+// gives and the awkward ones: rounding carries, exponents, zeros, non-finite.
+TEST_F(FrameWriters, PointCsvTextMatchesQtFormattingOfEveryValue) {
+    std::vector<PointXYZ> points;
+    uint32_t seed = 12345;
+    auto next = [&seed] { return seed = seed * 1664525u + 1013904223u; };
+    for (int i = 0; i < 20000; ++i) {
+        // Random bit patterns cover every exponent; camera-like millimetres too.
+        const uint32_t bits = next();
+        float any;
+        std::memcpy(&any, &bits, 4);
+        const float mm = float(int(next() % 2000000) - 1000000) / 97.0f;
+        points.push_back({any, mm, float(next() % 15000) + 0.5f});
+    }
+    const float awkward[] = {0.0f,
+                             -0.0f,
+                             999999.5f,
+                             9999995.0f,
+                             0.0001f,
+                             0.00001f,
+                             1e-5f,
+                             123456.5f,
+                             1e6f,
+                             -1e-38f,
+                             3.4e38f,
+                             std::numeric_limits<float>::infinity(),
+                             -std::numeric_limits<float>::infinity(),
+                             std::numeric_limits<float>::quiet_NaN(),
+                             std::numeric_limits<float>::denorm_min()};
+    for (float a : awkward) points.push_back({a, -a, a * 3.0f});
+
+    QByteArray expected;
+    for (const PointXYZ& p : points)
+        expected += QStringLiteral("%1, %2, %3\n")
+                        .arg(double(p.x), 0, 'g', -1, QLatin1Char(' '))
+                        .arg(double(p.y), 0, 'g', -1, QLatin1Char(' '))
+                        .arg(double(p.z), 0, 'g', -1, QLatin1Char(' '))
+                        .toLocal8Bit();
+    const QByteArray actual = pointCsv(points.data(), unsigned(points.size()));
+    // Line by line, so a mismatch names its value.
+    const QList<QByteArray> want = expected.split('\n');
+    const QList<QByteArray> got = actual.split('\n');
+    ASSERT_EQ(got.size(), want.size());
+    for (int i = 0; i < want.size(); ++i) ASSERT_EQ(got[i], want[i]) << "point " << i;
 }
 
 TEST_F(FrameWriters, YuvIsPlanarWithTruncatedUnclampedValues) {

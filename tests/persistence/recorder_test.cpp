@@ -168,7 +168,7 @@ private slots:
         QSignalSpy counts(recorder_.get(), &Recorder::countsChanged);
         const int frames = Recorder::kPoolSize + 8;
         for (int i = 0; i < frames; ++i) recorder_->frameReady(*frames_, false);
-        QTRY_COMPARE(camera_.waitingAll("SaveAsPLYFile"), Recorder::kWriterThreads);
+        QTRY_COMPARE(camera_.waitingAll("SaveAsPLYFile"), Recorder::writerThreads());
         QCOMPARE(recorder_->counts().failed, 8u);
         QCOMPARE(recorder_->counts().waiting, unsigned(Recorder::kPoolSize));
         QCOMPARE(log().filter("frames are not being saved").size(), 1);
