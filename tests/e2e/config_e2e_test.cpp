@@ -17,6 +17,7 @@
 #include "configfile.h"
 #include "controlpanel.h"
 #include "e2esupport.h"
+#include "panearea.h"
 #include "slidereditor.h"
 
 namespace {
@@ -192,8 +193,11 @@ private slots:
         QCOMPARE(cam.rgbGain, 200);
         QCOMPARE(cam.rgbContrast, 150);
 
-        // Right after the import the panel shows the whole file.
+        // Right after the import the panel shows the whole file; the boxes
+        // are ticked as the file says while the panes stay as they were.
         QVERIFY(commands()->currentConfiguration() == file);
+        QVERIFY(!s.child<QCheckBox>("checkBoxIr")->isChecked());
+        QVERIFY(!s.window().paneArea()->pane(2)->isHidden());
 
         QVERIFY(s.startCamera(kCam));
         s.prompts().requests.clear();

@@ -269,6 +269,38 @@ private slots:
         QCOMPARE(recorder().counts().saved, saved);
     }
 
+    // The counts follow a language switch; with DEXALON_SHOTS set the window
+    // is saved there in both languages while saving.
+    void theCountsAreShownInEitherLanguage() {
+        QVERIFY(start());
+        chooseRoot(root());
+        QVERIFY(s.click("pushButton_start_save"));
+        QVERIFY(savedAtLeast(3));
+        QVERIFY(s.click("pushButton_end_save"));
+        recorder().flush();
+        QVERIFY(s.settle());
+        const RecorderCounts c = recorder().counts();
+        QCOMPARE(s.labelText("label_save_count"),
+                 QString::fromUtf8("已保存 %1 帧，等待 0，失败 %2").arg(c.saved).arg(c.failed));
+        const QString shots = qEnvironmentVariable("DEXALON_SHOTS");
+        Widget& w = s.window();
+        if (!shots.isEmpty()) {
+            w.resize(1600, 960);
+            w.show();
+            QVERIFY(QTest::qWaitForWindowExposed(&w));
+            QTest::qWait(500);
+            QVERIFY(w.grab().save(shots + "/saving.png", "PNG"));
+        }
+        w.switchLanguage(1);
+        QCOMPARE(s.labelText("label_save_count"),
+                 QString("Saved %1 frames, waiting 0, failed %2").arg(c.saved).arg(c.failed));
+        if (!shots.isEmpty()) {
+            QTest::qWait(500);
+            QVERIFY(w.grab().save(shots + "/saving-en.png", "PNG"));
+        }
+        w.switchLanguage(0);
+    }
+
     void trayRecordingWritesOneHundredFramesThenSaysSo() {
         QVERIFY(start());
         TrayArea a;

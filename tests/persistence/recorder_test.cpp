@@ -13,6 +13,7 @@
 #include <mutex>
 
 #include "fakecamera.h"
+#include "framefileslots.h"
 #include "framewriters.h"
 
 namespace {
@@ -120,6 +121,50 @@ private slots:
         QVERIFY(QFileInfo(first).isDir());
         QVERIFY(filesIn(first).isEmpty());
         QCOMPARE(filesIn(second), (QStringList{"IR.csv", "IR.png"}));
+    }
+
+    // The per-type writers, invoked by name as other programs do: each
+    // writes its record and the view's picture into the single-save folder.
+    void perTypeWritersAreCallableByNameAndUseTheirOwnNames() {
+        const QString folder = FrameFiles::path(root_, "slots");
+        recorder_->requestSingleSave(folder);
+        recorder_->flush();
+        QList<dataType> asked;
+        FrameFileSlots writers(*recorder_, [&](dataType type) {
+            asked << type;
+            QImage picture(4, 2, QImage::Format_RGB32);
+            picture.fill(qRgb(10 * int(type), 0, 0));
+            return picture;
+        });
+        GrayscaleData ir(1, 3);
+        ir.data()[0] = 7, ir.data()[1] = 8, ir.data()[2] = 9;
+        DistanceData depth(2, 1);
+        depth.data()[0] = 4000, depth.data()[1] = 0;
+        PointcloudData points(1, 1);
+        points.data()[0] = PointXYZ{1.5f, -2.0f, 1234567.0f};
+        points.setNumberSize(1);
+        QVERIFY(QMetaObject::invokeMethod(&writers, "saveData2File", Q_ARG(GrayscaleData, ir),
+                                          Q_ARG(dataType, DATA_TYPE_IR)));
+        QVERIFY(QMetaObject::invokeMethod(&writers, "saveData2File", Q_ARG(DistanceData, depth),
+                                          Q_ARG(dataType, DATA_TYPE_DEPTH)));
+        QVERIFY(QMetaObject::invokeMethod(&writers, "saveData2File", Q_ARG(GrayscaleData, ir),
+                                          Q_ARG(dataType, DATA_TYPE_RGB)));
+        QVERIFY(QMetaObject::invokeMethod(&writers, "saveData2File", Q_ARG(PointcloudData, points),
+                                          Q_ARG(dataType, DATA_TYPE_IR)));
+        QVERIFY(QMetaObject::invokeMethod(&writers, "saveData2File", Q_ARG(RgbImageData, RgbImageData(1, 1)),
+                                          Q_ARG(dataType, DATA_TYPE_RGB)));
+        // A type the writers do not know writes nothing.
+        QVERIFY(QMetaObject::invokeMethod(&writers, "saveData2File", Q_ARG(GrayscaleData, ir),
+                                          Q_ARG(dataType, dataType(7))));
+
+        // "RGB.png" and "Rgb.png" are two files.
+        QCOMPARE(filesIn(folder), (QStringList{"Depth.csv", "Depth.png", "IR.csv", "IR.png", "PointCloud.csv",
+                                               "RGB.png", "Rgb.csv", "Rgb.png"}));
+        QCOMPARE(readAll(FrameFiles::path(folder, "IR.csv")), QByteArray("7, 8, 9\n"));
+        QCOMPARE(readAll(FrameFiles::path(folder, "Depth.csv")), QByteArray("4000\n0\n"));
+        QCOMPARE(readAll(FrameFiles::path(folder, "PointCloud.csv")), QByteArray("1.5, -2, 1.23457e+06\n"));
+        QCOMPARE(QImage(FrameFiles::path(folder, "Depth.png")).pixel(0, 0), qRgb(20, 0, 0));
+        QCOMPARE(asked, (QList<dataType>{DATA_TYPE_IR, DATA_TYPE_DEPTH, DATA_TYPE_RGB, DATA_TYPE_RGB}));
     }
 
     void withNoViewTheFolderStaysEmpty() {
