@@ -316,7 +316,7 @@ private slots:
         QPushButton* tray = s.button("pushButton_3");
         QVERIFY(tray);
         tray->click();
-        QVERIFY(e2e::waitFor([&] { return !boxes().isEmpty(); }, 30000));
+        QVERIFY(e2e::waitFor([&] { return !boxes().isEmpty(); }, 120000));
         // Untranslated in either language.
         QCOMPARE(boxes(), QStringList{QString::fromUtf8("保存完成|保存完成")});
 
