@@ -10,9 +10,6 @@
 // Arguments: --model=3 (1080p colour, default) or --model=1 (ToF only),
 // --seconds=60. Run: xvfb-run -a build/bench/app/continuous_save_bench
 #include <benchmark/benchmark.h>
-#include <sys/resource.h>
-#include <sys/wait.h>
-#include <unistd.h>
 
 #include <QApplication>
 #include <QComboBox>
@@ -20,13 +17,12 @@
 #include <QElapsedTimer>
 #include <QPushButton>
 #include <QTest>
-#include <csignal>
 #include <cstdlib>
 #include <cstring>
 #include <memory>
 
-#include "SimulatedCameras.h"
 #include "acquisition.h"
+#include "benchsupport.h"
 #include "camerasession.h"
 #include "framedisplay.h"
 #include "promptrecorder.h"
@@ -39,22 +35,6 @@ constexpr char kAddress[] = "127.0.97.2";
 constexpr uint16_t kDiscoveryPort = 48797;
 char gModel = '3';
 int gSeconds = 60;
-
-bool waitFor(const std::function<bool()>& cond, int ms) {
-    QElapsedTimer t;
-    t.start();
-    while (!cond()) {
-        if (t.elapsed() > ms) return false;
-        QTest::qWait(20);
-    }
-    return true;
-}
-
-double processCpuSeconds() {
-    rusage u{};
-    getrusage(RUSAGE_SELF, &u);
-    return double(u.ru_utime.tv_sec + u.ru_stime.tv_sec) + double(u.ru_utime.tv_usec + u.ru_stime.tv_usec) / 1e6;
-}
 
 unsigned framesRead(Widget& w) {
     return w.acquisition().frameReads(Acquisition::RgbTofRead) + w.acquisition().frameReads(Acquisition::TofRead);
@@ -74,9 +54,9 @@ void BM_ContinuousSave(benchmark::State& state) {
     if (!QTest::qWaitForWindowExposed(&w)) return state.SkipWithError("no window");
     w.findChild<QPushButton*>("pushButton")->click();
     auto* combo = w.findChild<QComboBox*>("comboBox");
-    if (!waitFor([&] { return combo->count() > 0; }, 10000)) return state.SkipWithError("no camera found");
+    if (!bench::waitFor([&] { return combo->count() > 0; }, 10000)) return state.SkipWithError("no camera found");
     w.findChild<QPushButton*>("pushButton_2")->click();
-    if (!waitFor([&] { return w.session().status().state == SessionState::Streaming; }, 20000))
+    if (!bench::waitFor([&] { return w.session().status().state == SessionState::Streaming; }, 20000))
         return state.SkipWithError("could not start streaming");
     QTest::qWait(2000);  // buffers sized, decoder warm
     w.findChild<QPushButton*>("pushButton_savepath")->click();
@@ -84,7 +64,7 @@ void BM_ContinuousSave(benchmark::State& state) {
 
     for (auto _ : state) {
         const unsigned read0 = framesRead(w), painted0 = w.frameDisplay().paintedFrames(1);
-        const double cpu0 = processCpuSeconds();
+        const double cpu0 = bench::processCpuSeconds();
         w.findChild<QPushButton*>("pushButton_start_save")->click();
         QElapsedTimer wall;
         wall.start();
@@ -113,7 +93,7 @@ void BM_ContinuousSave(benchmark::State& state) {
         state.counters["queue_max"] = queueMax;
         state.counters["queue_avg"] = samples ? queueSum / samples : 0;
         state.counters["fps_painted"] = painted / seconds;
-        state.counters["cpu_pct"] = 100.0 * (processCpuSeconds() - cpu0) / drained;
+        state.counters["cpu_pct"] = 100.0 * (bench::processCpuSeconds() - cpu0) / drained;
     }
     window.reset();
     QDir(root).removeRecursively();
@@ -127,28 +107,11 @@ int main(int argc, char** argv) {
         if (std::strncmp(argv[i], "--model=", 8) == 0) gModel = argv[i][8];
         if (std::strncmp(argv[i], "--seconds=", 10) == 0) gSeconds = std::atoi(argv[i] + 10);
     }
-    const pid_t camera = fork();
-    if (camera == 0) {
-        d3sim::CamerasConfig cfg;
-        cfg.count = 1;
-        cfg.baseAddress = kAddress;
-        cfg.models = {gModel};
-        cfg.discoveryPort = kDiscoveryPort;
-        cfg.fps = 25;
-        d3sim::SimulatedCameras cameras(cfg);
-        if (!cameras.start()) _exit(1);
-        while (getppid() != 1) sleep(1);  // ends with the benchmark
-        cameras.stop();
-        _exit(0);
-    }
-    setenv("D3_DISCOVERY_PORT", std::to_string(kDiscoveryPort).c_str(), 1);
-    setenv("D3_DISCOVERY_ADDRESSES", "127.255.255.255", 1);
-    if (!getenv("DISPLAY")) setenv("QT_QPA_PLATFORM", "offscreen", 0);
+    // The camera first, in its own process, before any thread exists here.
+    bench::ForkedCamera camera(kAddress, kDiscoveryPort, gModel);
     QApplication app(argc, argv);
     benchmark::Initialize(&argc, argv);
     benchmark::RunSpecifiedBenchmarks();
     benchmark::Shutdown();
-    kill(camera, SIGTERM);
-    waitpid(camera, nullptr, 0);
     return 0;
 }

@@ -10,9 +10,6 @@
 // Run: xvfb-run -a build/bench/app/viewer_stream_bench (or
 // QT_QPA_PLATFORM=offscreen).
 #include <benchmark/benchmark.h>
-#include <sys/resource.h>
-#include <sys/wait.h>
-#include <unistd.h>
 
 #include <QApplication>
 #include <QCheckBox>
@@ -21,12 +18,11 @@
 #include <QPushButton>
 #include <QTest>
 #include <atomic>
-#include <csignal>
 #include <cstdlib>
 #include <memory>
 
-#include "SimulatedCameras.h"
 #include "acquisition.h"
+#include "benchsupport.h"
 #include "camerasession.h"
 #include "framedisplay.h"
 #include "promptrecorder.h"
@@ -70,23 +66,6 @@ namespace {
 
 constexpr char kAddress[] = "127.0.96.2";
 constexpr uint16_t kDiscoveryPort = 48796;
-pid_t gCameraPid = -1;
-
-bool waitFor(const std::function<bool()>& cond, int ms) {
-    QElapsedTimer t;
-    t.start();
-    while (!cond()) {
-        if (t.elapsed() > ms) return false;
-        QTest::qWait(20);
-    }
-    return true;
-}
-
-double processCpuSeconds() {
-    rusage u{};
-    getrusage(RUSAGE_SELF, &u);
-    return double(u.ru_utime.tv_sec + u.ru_stime.tv_sec) + double(u.ru_utime.tv_usec + u.ru_stime.tv_usec) / 1e6;
-}
 
 // Opens the window, starts the camera through search and start like a user,
 // and hides the 3D pane when only the 2D panes are measured.
@@ -100,15 +79,16 @@ public:
         auto* search = window_->findChild<QPushButton*>("pushButton");
         auto* combo = window_->findChild<QComboBox*>("comboBox");
         search->click();
-        if (!waitFor([&] { return combo->count() > 0; }, 10000)) return;
+        if (!bench::waitFor([&] { return combo->count() > 0; }, 10000)) return;
         window_->findChild<QPushButton*>("pushButton_2")->click();
-        if (!waitFor([&] { return window_->session().status().state == SessionState::Streaming; }, 20000)) return;
+        if (!bench::waitFor([&] { return window_->session().status().state == SessionState::Streaming; }, 20000))
+            return;
         if (!with3d) window_->findChild<QCheckBox*>("checkBoxCp")->click();
-        ok_ = waitFor([&] { return window_->frameDisplay().paintedFrames(1) > 10; }, 20000);
+        ok_ = bench::waitFor([&] { return window_->frameDisplay().paintedFrames(1) > 10; }, 20000);
     }
     ~StreamingWindow() {
         window_->findChild<QPushButton*>("pushButton_6")->click();
-        waitFor([&] { return !window_->session().busy(); }, 10000);
+        bench::waitFor([&] { return !window_->session().busy(); }, 10000);
         window_.reset();
     }
     bool ok() const { return ok_; }
@@ -133,12 +113,12 @@ void BM_ViewerStreaming(benchmark::State& state) {
     for (auto _ : state) {
         const unsigned read0 = framesRead(w), painted0 = w.frameDisplay().paintedFrames(1);
         const uint64_t allocs0 = gAllocs, gui0 = gGuiAllocs;
-        const double cpu0 = processCpuSeconds();
+        const double cpu0 = bench::processCpuSeconds();
         QElapsedTimer wall;
         wall.start();
         QTest::qWait(6000);
         const double seconds = wall.nsecsElapsed() / 1e9;
-        const double cpu = processCpuSeconds() - cpu0;
+        const double cpu = bench::processCpuSeconds() - cpu0;
         const double frames = std::max(1u, framesRead(w) - read0);
         state.SetIterationTime(seconds);
         state.counters["cpu_pct"] = 100.0 * cpu / seconds;
@@ -161,29 +141,11 @@ BENCHMARK(BM_ViewerStreaming)
 
 int main(int argc, char** argv) {
     // The camera first, in its own process, before any thread exists here.
-    gCameraPid = fork();
-    if (gCameraPid == 0) {
-        d3sim::CamerasConfig cfg;
-        cfg.count = 1;
-        cfg.baseAddress = kAddress;
-        cfg.models = {'3'};
-        cfg.discoveryPort = kDiscoveryPort;
-        cfg.fps = 25;
-        d3sim::SimulatedCameras cameras(cfg);
-        if (!cameras.start()) _exit(1);
-        while (getppid() != 1) sleep(1);  // ends with the benchmark
-        cameras.stop();
-        _exit(0);
-    }
-    setenv("D3_DISCOVERY_PORT", std::to_string(kDiscoveryPort).c_str(), 1);
-    setenv("D3_DISCOVERY_ADDRESSES", "127.255.255.255", 1);
-    if (!getenv("DISPLAY")) setenv("QT_QPA_PLATFORM", "offscreen", 0);
+    bench::ForkedCamera camera(kAddress, kDiscoveryPort, '3');
     tGuiThread = true;
     QApplication app(argc, argv);
     benchmark::Initialize(&argc, argv);
     benchmark::RunSpecifiedBenchmarks();
     benchmark::Shutdown();
-    kill(gCameraPid, SIGTERM);
-    waitpid(gCameraPid, nullptr, 0);
     return 0;
 }
