@@ -5,9 +5,11 @@
 // report, and if nothing new was asked for meanwhile, all is done.
 #pragma once
 
-#include <QCoreApplication>
 #include <QElapsedTimer>
-#include <QThread>
+#include <QEventLoop>
+#include <QPointer>
+#include <QTimer>
+#include <memory>
 
 #include "camerasession.h"
 
@@ -15,16 +17,23 @@ inline bool settleSession(CameraSession& session, QObject* context, int timeoutM
     QElapsedTimer timer;
     timer.start();
     for (;;) {
-        bool arrived = false;
+        // The loop runs until the marker's answer arrives (or time is up);
+        // an answer after a timeout finds neither the loop nor this frame.
+        QEventLoop loop;
+        QPointer<QEventLoop> waiting(&loop);
+        auto arrived = std::make_shared<bool>(false);
         CameraScript marker;
-        marker.onFinished(context, [&arrived](const ScriptOutcome&) { arrived = true; });
+        marker.onFinished(context, [arrived, waiting](const ScriptOutcome&) {
+            *arrived = true;
+            if (waiting) waiting->quit();
+        });
         session.run(marker);
         const unsigned asked = session.requestCount();
-        while (!arrived) {
-            if (timer.elapsed() > timeoutMs) return false;
-            QCoreApplication::processEvents(QEventLoop::AllEvents, 5);
-            if (!arrived) QThread::msleep(1);
-        }
+        const qint64 left = timeoutMs - timer.elapsed();
+        if (left <= 0) return false;
+        QTimer::singleShot(int(left), &loop, &QEventLoop::quit);
+        if (!*arrived) loop.exec();
+        if (!*arrived) return false;
         if (session.requestCount() == asked) return true;
     }
 }

@@ -165,7 +165,9 @@ private slots:
         QVERIFY(QTest::qWaitForWindowExposed(&w));
         QCOMPARE(w.size(), QSize(1600, 960));
         if (switchTo >= 0) w.switchLanguage(switchTo);
-        QTest::qWait(100);
+        // The new texts reach the layouts through posted events.
+        QCoreApplication::sendPostedEvents();
+        QCoreApplication::processEvents();
         const bool english = switchTo >= 0 ? switchTo == 1 : startLanguage == "1";
         QCOMPARE(w.findChild<QPushButton*>("pushButton")->text(),
                  english ? QString("Search device") : QString("搜索设备"));

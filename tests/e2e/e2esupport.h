@@ -8,7 +8,7 @@
 //   init:         s.openWindow();
 //   cleanup:      s.closeWindow();
 //   test:         QVERIFY(s.search(2)); QVERIFY(s.startRow(0)); ...
-// Every wait polls a condition while the event loop runs (queued signals
+// Every wait runs the event loop until a condition holds (queued signals
 // from the session, worker and SDK threads are delivered), with generous
 // time limits for a loaded machine. The session runs requests on its own
 // thread: settle() waits until it has run everything asked of it and the
@@ -52,15 +52,10 @@ struct Setup {
     int fps = 0;  // 0: the camera's default frame rate
 };
 
-// Polls cond every 20 ms while events are processed; true once it holds.
+// Runs the event loop until cond holds (queued signals from the session,
+// worker and SDK threads are delivered meanwhile); false if it never did.
 inline bool waitFor(const std::function<bool()>& cond, int timeoutMs = kWaitMs) {
-    QElapsedTimer timer;
-    timer.start();
-    while (!cond()) {
-        if (timer.elapsed() > timeoutMs) return false;
-        QTest::qWait(20);
-    }
-    return true;
+    return QTest::qWaitFor(cond, timeoutMs);
 }
 
 class Session {
@@ -102,6 +97,14 @@ public:
         std::vector<std::string> names;
         for (const auto& c : camera(i).camera().commandLog()) names.push_back(c.name);
         return names;
+    }
+    // Commands camera i received whose name starts with Set, oldest first:
+    // what the window changed.
+    std::vector<std::string> setters(int i) {
+        std::vector<std::string> out;
+        for (const std::string& n : commandNames(i))
+            if (n.rfind("Set", 0) == 0) out.push_back(n);
+        return out;
     }
     bool received(int i, const std::string& name) {
         const auto names = commandNames(i);
@@ -192,6 +195,14 @@ public:
         QStringList titles;
         for (const auto& r : prompts_->requests) titles << r.title;
         return titles;
+    }
+    // The message boxes shown so far, as "title|text".
+    QStringList boxes() const {
+        QStringList out;
+        for (const auto& r : prompts_->requests)
+            if (r.kind == UiPrompt::Kind::Warning || r.kind == UiPrompt::Kind::Information)
+                out << r.title + "|" + r.text;
+        return out;
     }
     QStringList promptTexts() const {
         QStringList texts;

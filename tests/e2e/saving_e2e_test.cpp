@@ -60,13 +60,7 @@ class SavingE2eTest : public QObject {
         return QDir(under).entryList(QDir::Dirs | QDir::NoDotAndDotDot, QDir::Name);
     }
     QStringList files(const QString& folder) { return QDir(folder).entryList(QDir::Files, QDir::Name); }
-    QStringList boxes() {
-        QStringList out;
-        for (const auto& r : s.prompts().requests)
-            if (r.kind == UiPrompt::Kind::Warning || r.kind == UiPrompt::Kind::Information)
-                out << r.title + "|" + r.text;
-        return out;
-    }
+    QStringList boxes() { return s.boxes(); }
     bool savedAtLeast(unsigned n) {
         return e2e::waitFor([&] { return recorder().counts().saved + recorder().counts().failed >= n; });
     }
@@ -288,14 +282,17 @@ private slots:
             w.resize(1600, 960);
             w.show();
             QVERIFY(QTest::qWaitForWindowExposed(&w));
-            QTest::qWait(500);
+            const unsigned painted = w.frameDisplay().paintedFrames(1);
+            QVERIFY(e2e::waitFor([&] { return w.frameDisplay().paintedFrames(1) > painted + 2; }));
+            QCoreApplication::processEvents();
             QVERIFY(w.grab().save(shots + "/saving.png", "PNG"));
         }
         w.switchLanguage(1);
         QCOMPARE(s.labelText("label_save_count"),
                  QString("Saved %1 frames, waiting 0, failed %2").arg(c.saved).arg(c.failed));
         if (!shots.isEmpty()) {
-            QTest::qWait(500);
+            QCoreApplication::sendPostedEvents();
+            QCoreApplication::processEvents();
             QVERIFY(w.grab().save(shots + "/saving-en.png", "PNG"));
         }
         w.switchLanguage(0);
