@@ -18,50 +18,12 @@
 #include "controlpanel.h"
 #include "e2esupport.h"
 #include "panearea.h"
+#include "sampleconfig.h"
 #include "slidereditor.h"
 
 namespace {
 
 constexpr int kCam = 0;  // model 3: ToF and colour
-
-// A file every value of which differs from a fresh camera's and from the
-// panel's start values. The exposures fit the limits of the camera's 20 fps:
-// the editors still have those ranges when the file's exposures reach them.
-PanelConfig distinctConfig() {
-    PanelConfig c;
-    c.triggerMode = 0;
-    c.irGamma = 77;
-    c.minColorMap = 300;
-    c.maxColorMap = 4000;
-    c.autoExposure = false;
-    c.hdr = false;
-    c.exposureTime = 900;
-    c.spatialFilter = true;
-    c.timeFilter = 2;
-    c.confidenceFilter = 30;
-    c.flyFilter = 10;
-    c.timeFilterOn = true;
-    c.confidenceFilterOn = false;
-    c.flyFilterOn = true;
-    c.depShow = true;
-    c.irShow = false;
-    c.cpShow = true;
-    c.rgbShow = false;
-    c.fps = 10;
-    c.fastMode = false;
-    c.rgb2dep = false;
-    c.dep2rgb = false;
-    c.rgb2pointcloud = false;
-    c.rgbManual = true;
-    c.rgbExposureTime = 600;
-    c.rgbBrightness = 200;
-    c.rgbContrast = 150;
-    c.spatialIndex = 1;
-    c.hardDelayMs = 5;
-    c.hardDelayUs = 20;
-    c.tofFrequency = true;
-    return c;
-}
 
 }  // namespace
 
@@ -74,13 +36,7 @@ class ConfigE2eTest : public QObject {
     QString workingCopy() { return s.workDir() + "/config"; }
     d3sim::CameraSettings cameraSettings() { return s.camera(kCam).camera().settings(); }
 
-    // Commands the panel sent (names starting with Set), in order.
-    std::vector<std::string> setters() {
-        std::vector<std::string> out;
-        for (const std::string& n : s.commandNames(kCam))
-            if (n.rfind("Set", 0) == 0) out.push_back(n);
-        return out;
-    }
+    std::vector<std::string> setters() { return s.setters(kCam); }
     QJsonObject firstArgs(const std::string& name) {
         for (const auto& c : s.camera(kCam).camera().commandLog())
             if (c.name == name) return QJsonDocument::fromJson(QByteArray::fromStdString(c.args)).object();
@@ -121,14 +77,7 @@ class ConfigE2eTest : public QObject {
         commands()->exportConfiguration();
         return e2e::waitFor([&] { return finished.count() > 0; }) && s.settle();
     }
-    // The boxes shown, as "title|text".
-    QStringList boxes() {
-        QStringList out;
-        for (const auto& r : s.prompts().requests)
-            if (r.kind == UiPrompt::Kind::Warning || r.kind == UiPrompt::Kind::Information)
-                out << r.title + "|" + r.text;
-        return out;
-    }
+    QStringList boxes() { return s.boxes(); }
     int fileDialogs() {
         int n = 0;
         for (const auto& r : s.prompts().requests)
@@ -383,6 +332,12 @@ private slots:
         QVERIFY(s.received(kCam, "DeleteConfig"));
         QVERIFY(s.waitForLog("sdk callback:"));
         QVERIFY(e2e::waitFor([&] { return s.camera(kCam).stats().reboots > rebootsBefore; }));
+        // A stopped camera's lost link is only logged: no recovery, no box.
+        QVERIFY(s.settle());
+        QCOMPARE(s.logCount("try to reinit..."), 0);
+        QVERIFY(!s.recovering());
+        QCOMPARE(s.button("pushButton_2")->text(), QString::fromUtf8("开始"));
+        QCOMPARE(boxes().size(), 1);
 
         QVERIFY(s.ensureUp(kCam));
         QVERIFY(s.click("pushButton_2"));

@@ -47,13 +47,7 @@ class PanelE2eTest : public QObject {
         for (const Received& r : received()) out.push_back(r.name);
         return out;
     }
-    // Commands whose name starts with Set, in order: what the panel changed.
-    std::vector<std::string> setters() {
-        std::vector<std::string> out;
-        for (const Received& r : received())
-            if (r.name.rfind("Set", 0) == 0) out.push_back(r.name);
-        return out;
-    }
+    std::vector<std::string> setters() { return s.setters(kCam); }
     const Received* last(const std::string& name) {
         static Received found;
         const auto all = received();

@@ -9,43 +9,9 @@
 #include <QJsonDocument>
 #include <QTemporaryDir>
 
-namespace {
+#include "sampleconfig.h"
 
-PanelConfig sample() {
-    PanelConfig c;
-    c.triggerMode = 3;
-    c.irGamma = 77;
-    c.minColorMap = 200;
-    c.maxColorMap = 6000;
-    c.autoExposure = true;
-    c.hdr = true;
-    c.exposureTime = 1500;
-    c.spatialFilter = true;
-    c.timeFilter = 2;
-    c.confidenceFilter = 30;
-    c.flyFilter = 20;
-    c.timeFilterOn = true;
-    c.confidenceFilterOn = false;
-    c.flyFilterOn = true;
-    c.depShow = true;
-    c.irShow = false;
-    c.cpShow = true;
-    c.rgbShow = true;
-    c.fps = 10;
-    c.fastMode = true;
-    c.rgb2dep = true;
-    c.dep2rgb = false;
-    c.rgb2pointcloud = true;
-    c.rgbManual = true;
-    c.rgbExposureTime = 300;
-    c.rgbBrightness = 40;
-    c.rgbContrast = 150;
-    c.spatialIndex = 2;
-    c.hardDelayMs = 12;
-    c.hardDelayUs = 34;
-    c.tofFrequency = true;
-    return c;
-}
+namespace {
 
 QByteArray readAll(const QString& path) {
     QFile f(path);
@@ -59,7 +25,7 @@ void writeText(const QString& path, const QByteArray& text) {
 }
 
 TEST(ConfigFile, HasExactlyTheThirtyOneKeysOfTheFormat) {
-    const QJsonObject o = ConfigFile::toJson(sample());
+    const QJsonObject o = ConfigFile::toJson(distinctConfig());
     QStringList keys = o.keys();
     keys.sort();
     QStringList expected{"Trigger_mode",
@@ -95,7 +61,7 @@ TEST(ConfigFile, HasExactlyTheThirtyOneKeysOfTheFormat) {
                          "tofFrequency"};
     expected.sort();
     EXPECT_EQ(keys, expected);
-    EXPECT_EQ(o.value("spaticalFiltering").toInt(), 2);
+    EXPECT_EQ(o.value("spaticalFiltering").toInt(), 1);
     EXPECT_TRUE(o.value("Hdr_model").isBool());
     EXPECT_TRUE(o.value("hardDelayus").isDouble());
 }
@@ -103,13 +69,13 @@ TEST(ConfigFile, HasExactlyTheThirtyOneKeysOfTheFormat) {
 TEST(ConfigFile, WrittenFileIsIndentedJsonThatReadsBackTheSame) {
     QTemporaryDir dir;
     const QString path = dir.filePath("config");
-    ASSERT_TRUE(ConfigFile::write(path, sample()));
+    ASSERT_TRUE(ConfigFile::write(path, distinctConfig()));
     const QByteArray text = readAll(path);
-    EXPECT_EQ(text, QJsonDocument(ConfigFile::toJson(sample())).toJson(QJsonDocument::Indented));
+    EXPECT_EQ(text, QJsonDocument(ConfigFile::toJson(distinctConfig())).toJson(QJsonDocument::Indented));
     EXPECT_TRUE(text.startsWith("{\n    \""));
     const ConfigFile::ReadResult back = ConfigFile::read(path);
     EXPECT_EQ(back.status, ConfigFile::ReadResult::Read);
-    EXPECT_TRUE(back.config == sample());
+    EXPECT_TRUE(back.config == distinctConfig());
 }
 
 TEST(ConfigFile, MissingKeysAndWrongTypesReadAsZeroOrFalse) {

@@ -1,6 +1,5 @@
 // The frame files other programs read, byte by byte: value CSV, point CSV,
-// planar YUV, PNG, and the SDK's PLY read back by a reader of our own that
-// follows the PLY header.
+// planar YUV and PNG. (The PLY file is the SDK's, read back by its own tests.)
 #include "framewriters.h"
 
 #include <gtest/gtest.h>
@@ -11,10 +10,6 @@
 #include <QTemporaryDir>
 #include <cstring>
 #include <limits>
-#include <map>
-#include <sstream>
-
-#include "camerainterface.h"
 
 namespace {
 
@@ -171,85 +166,6 @@ TEST_F(FrameWriters, FailuresSayWhy) {
         writePng(QImage(4, 4, QImage::Format_RGB32), FrameFiles::path(dir.path(), "no-such-folder/IR.png"), &reason));
     EXPECT_FALSE(reason.isEmpty());
     EXPECT_FALSE(saveYUYV(QImage(4, 4, QImage::Format_RGB32), FrameFiles::path(dir.path(), "no-such-folder/Rgb.yuv")));
-}
-
-// A reader that knows only what a PLY header says: the format, the vertex
-// count and the properties with their types, then binary little-endian data.
-struct PlyCloud {
-    std::string format;
-    std::size_t count = 0;
-    std::vector<std::pair<std::string, std::string>> properties;  // type, name
-    std::vector<std::map<std::string, double>> vertices;
-};
-
-PlyCloud readPly(const QByteArray& bytes) {
-    PlyCloud cloud;
-    const int end = bytes.indexOf("end_header\n");
-    if (end < 0) return cloud;
-    std::istringstream header(bytes.left(end).toStdString());
-    std::string line;
-    while (std::getline(header, line)) {
-        std::istringstream words(line);
-        std::string keyword;
-        words >> keyword;
-        if (keyword == "format") {
-            words >> cloud.format;
-        } else if (keyword == "element") {
-            std::string name;
-            words >> name >> cloud.count;
-        } else if (keyword == "property") {
-            std::string type, name;
-            words >> type >> name;
-            cloud.properties.emplace_back(type, name);
-        }
-    }
-    const char* data = bytes.constData() + end + int(std::strlen("end_header\n"));
-    const char* stop = bytes.constData() + bytes.size();
-    for (std::size_t v = 0; v < cloud.count; ++v) {
-        std::map<std::string, double> vertex;
-        for (const auto& [type, name] : cloud.properties) {
-            if (type == "float") {
-                if (stop - data < 4) return cloud;
-                uint32_t bits = uint32_t(uint8_t(data[0])) | uint32_t(uint8_t(data[1])) << 8 |
-                                uint32_t(uint8_t(data[2])) << 16 | uint32_t(uint8_t(data[3])) << 24;
-                float f;
-                std::memcpy(&f, &bits, 4);
-                vertex[name] = f;
-                data += 4;
-            } else if (type == "uchar") {
-                if (stop - data < 1) return cloud;
-                vertex[name] = uint8_t(*data++);
-            }
-        }
-        cloud.vertices.push_back(vertex);
-    }
-    return cloud;
-}
-
-TEST_F(FrameWriters, PlyFromTheSdkReadsBackThroughItsHeader) {
-    PointcloudData plain(1, 3);
-    plain.data()[0] = {1.5f, -2.0f, 300.0f};
-    plain.data()[1] = {0, 0, 0};  // no measurement: not written
-    plain.data()[2] = {-7.25f, 8.0f, 1200.5f};
-    ASSERT_TRUE(CameraInterface::device().SaveAsPLYFile(file("PointCloud.ply").toStdString(), plain, true));
-    const PlyCloud read = readPly(readAll(file("PointCloud.ply")));
-    EXPECT_EQ(read.format, "binary_little_endian");
-    ASSERT_EQ(read.count, 2u);
-    ASSERT_EQ(read.vertices.size(), 2u);
-    EXPECT_EQ(read.vertices[0].at("x"), 1.5);
-    EXPECT_EQ(read.vertices[0].at("z"), 300.0);
-    EXPECT_EQ(read.vertices[1].at("x"), -7.25);
-    EXPECT_EQ(read.vertices[1].at("z"), 1200.5);
-
-    RgbPointcloudData coloured(1, 2);
-    coloured.data()[0] = {1, 2, 3, 10, 20, 30, 40};
-    coloured.data()[1] = {4, 5, 6, 50, 60, 70, 80};
-    ASSERT_TRUE(CameraInterface::device().SaveAsPLYFile(file("rgb.ply").toStdString(), coloured, true));
-    const PlyCloud rgb = readPly(readAll(file("rgb.ply")));
-    ASSERT_EQ(rgb.vertices.size(), 2u);
-    EXPECT_EQ(rgb.vertices[1].at("y"), 5.0);
-    EXPECT_EQ(rgb.vertices[1].at("red"), 50.0);
-    EXPECT_EQ(rgb.vertices[1].at("blue"), 70.0);
 }
 
 }  // namespace
