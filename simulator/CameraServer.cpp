@@ -41,6 +41,10 @@ bool CameraServer::Impl::openSockets(std::string& err) {
     }
     uint32_t mask = 0xFF000000u;
     d3proto::parseIpv4(net.netmask, mask);
+    // On the loopback the network is the interface's /8, whatever mask the
+    // camera was given: a narrower one would hide it from every search on
+    // the machine it runs on.
+    if (ip.is_loopback()) mask = 0xFF000000u;
     const asio::ip::address_v4 broadcast(ip.to_uint() | ~mask);
 
     auto fail = [&](const char* what, const asio::error_code& e) {
