@@ -44,6 +44,9 @@ struct CameraStep {
     QStringList failure;  // log-window lines after a failed call
     ResultCheck check = ResultCheck::Error;
     QString boxTitle;  // for ResultCheck::Box
+    // For ResultCheck::Box: the text with %1 for the SDK's description of the
+    // result; empty means the usual "错误信息：%1".
+    QString boxText;
     StepWhen when = StepWhen::Always;
     // A further condition on earlier results; `self` is this step's index,
     // so a condition can look at the step before it wherever the script is appended.

@@ -107,6 +107,23 @@ void CameraSession::run(CameraScript script) {
     post([this, script = std::move(script)] { runScript(script); });
 }
 
+void CameraSession::forgetDevice(int row, const QString& device) {
+    post([this, row, device] {
+        if (row < 0 || row >= int(deviceList_.size()) || state_.devices.value(row) != device) return;
+        deviceList_.erase(deviceList_.begin() + row);
+        state_.devices.removeAt(row);
+        publish();
+    });
+}
+
+void CameraSession::cameraRestarting() {
+    post([this] {
+        state_.device = DeviceDetails();
+        state_.searchDue = true;
+        publish();
+    });
+}
+
 void CameraSession::reportError(ReturnCode ret) {
     post([this, ret] { warn(tr("状态异常"), tr("错误信息：%1").arg(describe(ret))); });
 }
@@ -179,6 +196,7 @@ void CameraSession::searchJob() {
     deviceList_.clear();
     state_.devices.clear();
     state_.device = DeviceDetails();
+    state_.searchDue = false;
     publish();
     DEBUG_LINE("camerasession", "this combobox ");
 
@@ -312,6 +330,7 @@ void CameraSession::finishStart() {
 
     state_.device.present = true;
     state_.startedOnce = true;
+    state_.searchDue = false;
     const bool rgbFrames = state_.device.model && state_.device.model->rgbFrames;
     acquisition_.setRgbFrames(rgbFrames);
     starting_ = false;

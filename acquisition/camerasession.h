@@ -51,6 +51,12 @@ public:
     // Stops and closes the camera for a closing window; answers closeFinished.
     void closeSession();
     void run(CameraScript script);
+    // Drops entry `row` of the list when it still reads `device` (a camera
+    // that is moving to another address); anything else leaves the list.
+    void forgetDevice(int row, const QString& device);
+    // The open camera is restarting on new firmware: its details are
+    // cleared and the status line asks for a search. The session stays open.
+    void cameraRestarting();
     // Shows the "abnormal state" box for a result reported from elsewhere.
     void reportError(ReturnCode ret);
     // Transport of the next start: TCP (true, the default) or UDP.

@@ -40,7 +40,9 @@ void CameraSession::runScript(const CameraScript& script) {
                     break;
                 case ResultCheck::Box:
                     ok = rc == SUCCESS;
-                    if (!ok) warn(step.boxTitle, tr("错误信息：%1").arg(describe(rc)));
+                    if (!ok)
+                        warn(step.boxTitle,
+                             (step.boxText.isEmpty() ? tr("错误信息：%1") : step.boxText).arg(describe(rc)));
                     break;
                 case ResultCheck::ZeroFails:
                     ok = !Compatibility::exposureModeCallFailed(rc);

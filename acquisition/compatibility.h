@@ -53,8 +53,16 @@ inline QString importFrequencyLine(bool single) { return "SetTofFrequencyMode :"
 // ("Configuration imported successfully!"), in the import's context.
 inline QString storedConfigurationText() { return QCoreApplication::translate("ConfigCommands", "已成功导入配置！"); }
 
-// The reset commands write their log-window line without a function name:
-// " <line> reset Device configuration".
-inline QString resetLogLine(int line, const QString& text) { return ' ' + QString::number(line) + ' ' + text; }
+// The reset commands and the address update write their log-window line
+// without a function name: " <line> reset Device configuration",
+// " <line> set ip :<address> <mask> <1 for a fixed address>".
+inline QString unnamedLogLine(int line, const QString& text) { return ' ' + QString::number(line) + ' ' + text; }
+
+// The firmware command's debug line shows the device entry from two
+// characters past its last ':', as if a blank followed it: for "serial:ip"
+// the address loses its first character.
+inline QString firmwareDebugAddress(const QString& deviceText) {
+    return deviceText.mid(deviceText.lastIndexOf(':') + 2);
+}
 
 }  // namespace Compatibility

@@ -40,6 +40,9 @@ struct SessionStatus {
     // The camera has streamed since it was opened (what importing a
     // configuration and resetting the camera ask for).
     bool startedOnce = false;
+    // The camera went away to restart on the user's request (new firmware):
+    // what it showed no longer holds and the list wants a new search.
+    bool searchDue = false;
 
     bool streamingFace() const { return state == SessionState::Streaming || state == SessionState::Recovering; }
     bool connected() const {

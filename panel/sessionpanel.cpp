@@ -58,6 +58,10 @@ std::array<QCheckBox*, 4> SessionPanel::paneCheckBoxes() const {
 
 QTableWidget* SessionPanel::trayTable() const { return ui->tableWidget; }
 
+int SessionPanel::currentRow() const { return ui->comboBox->currentIndex(); }
+
+QString SessionPanel::currentDeviceText() const { return ui->comboBox->currentText(); }
+
 void SessionPanel::retranslate() {
     ui->retranslateUi(this);
     ui->pushButton->setText(tr("搜索设备"));
@@ -184,7 +188,8 @@ void SessionPanel::showStatus() {
     if (!s.activity.isEmpty())
         ui->label_statusBar->setText(s.activity);
     else
-        ui->label_statusBar->setText(s.state == SessionState::Idle ? tr(" 等待搜索...") : tr("已搜索到设备"));
+        ui->label_statusBar->setText(s.state == SessionState::Idle || s.searchDue ? tr(" 等待搜索...")
+                                                                                  : tr("已搜索到设备"));
 
     const bool free = !s.busy;
     ui->pushButton->setEnabled(free && (s.state == SessionState::Idle || s.state == SessionState::Listed));

@@ -27,6 +27,9 @@ public:
     std::array<QCheckBox*, 4> paneCheckBoxes() const;
     QTableWidget* trayTable() const;
     const SessionStatus& status() const { return status_; }
+    // The entry the user has chosen in the device list (-1 / empty: none).
+    int currentRow() const;
+    QString currentDeviceText() const;
 
     void retranslate();
     // The colour parts of the display group, for a camera with or without a
