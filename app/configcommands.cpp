@@ -178,7 +178,7 @@ void ConfigCommands::resetDevice() {
 
 void ConfigCommands::resetCommand(int line, const QString& logText, CameraScript::Call call, const QString& doneText) {
     DEBUG_LINE(kFile, logText);
-    parts_.log(Compatibility::resetLogLine(line, logText));
+    parts_.log(Compatibility::unnamedLogLine(line, logText));
     const SessionStatus& status = parts_.session->status();
     if (status.streamingFace() || !status.startedOnce) {
         warn(tr("失败"), tr("请开始使用设备后停止设备再使用！"));

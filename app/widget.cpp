@@ -9,6 +9,7 @@
 #include <QTextCursor>
 
 #include "acquisition.h"
+#include "admincommands.h"
 #include "camerasession.h"
 #include "cloudpoint.h"
 #include "configcommands.h"
@@ -90,6 +91,7 @@ Widget::Widget(QWidget* parent, CameraInterface* camera)
     display_ = new FrameDisplay(*paneArea(), *acquisition_, converter_, sessionPanel()->trayTable(), this);
     config_ = new ConfigCommands({this, session_.get(), sessionPanel(), controlPanel(), display_, recorder_.get(), log},
                                  this);
+    admin_ = new AdminCommands({this, session_.get(), sessionPanel(), netDialog_, log}, this);
     frameFiles_ = new FrameFileSlots(
         *recorder_,
         [this](dataType type) {
@@ -165,6 +167,8 @@ void Widget::connectParts() {
     connect(left, &SessionPanel::colouredCloudChanged, display_, &FrameDisplay::setColouredCloud);
     connect(this, &Widget::cleanCp, paneArea(), [this] { paneArea()->cloudView()->clearWindow(); });
     connect(config_, &ConfigCommands::prompt, prompts_, &PromptPresenter::show);
+    connect(admin_, &AdminCommands::prompt, prompts_, &PromptPresenter::show);
+    connect(netDialog_, &netSetting::setNetwork, admin_, &AdminCommands::setNetwork);
     connectSaving();
 }
 
@@ -247,6 +251,7 @@ void Widget::initMenu() {
     connect(actionControlPanel_, &QAction::toggled, controlPanel(), &QWidget::setVisible);
     connect(actionManagementPanel_, &QAction::toggled, sessionPanel(), &QWidget::setVisible);
     connect(actionDefaultLayout_, &QAction::triggered, this, &Widget::restoreDefaultLayout);
+    connect(actionUpdate_, &QAction::triggered, admin_, &AdminCommands::updateFirmware);
     connect(actionExportConfig_, &QAction::triggered, config_, &ConfigCommands::exportConfiguration);
     connect(actionImportConfig_, &QAction::triggered, config_, &ConfigCommands::importConfiguration);
     connect(actionResetConfig_, &QAction::triggered, config_, &ConfigCommands::resetConfiguration);

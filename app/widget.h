@@ -13,6 +13,7 @@
 #include "metatypes.h"
 
 class Acquisition;
+class AdminCommands;
 class CameraSession;
 class ConfigCommands;
 class ControlPanel;
@@ -46,6 +47,8 @@ public:
     FrameDisplay& frameDisplay() { return *display_; }
     Recorder& recorder() { return *recorder_; }
     ConfigCommands* configCommands() const { return config_; }
+    AdminCommands* adminCommands() const { return admin_; }
+    netSetting* networkDialog() const { return netDialog_; }
     FrameFileSlots* frameFiles() const { return frameFiles_; }
     SessionPanel* sessionPanel() const;
     PaneArea* paneArea() const;
@@ -89,6 +92,7 @@ private:
     std::unique_ptr<CameraSession> session_;
     FrameDisplay* display_ = nullptr;
     ConfigCommands* config_ = nullptr;
+    AdminCommands* admin_ = nullptr;
     FrameFileSlots* frameFiles_ = nullptr;
     QTranslator translator;
 

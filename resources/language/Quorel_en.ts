@@ -2,6 +2,73 @@
 <!DOCTYPE TS>
 <TS version="2.1" language="en_US">
 <context>
+    <name>AdminCommands</name>
+    <message>
+        <source>警告</source>
+        <translation>Warning</translation>
+    </message>
+    <message>
+        <source>请先停止设备数据输出！</source>
+        <translation>Please stop the device data output first!</translation>
+    </message>
+    <message>
+        <source>请在器件运行过后使用此功能！</source>
+        <translation>Please use this function after the device is running!</translation>
+    </message>
+    <message>
+        <source>正在更新设备IP...</source>
+        <translation>Updating the device IP...</translation>
+    </message>
+    <message>
+        <source>更新失败</source>
+        <translation>Update failed</translation>
+    </message>
+    <message>
+        <source>IP更新失败：%1</source>
+        <translation>IP update failed:%1</translation>
+    </message>
+    <message>
+        <source>更新成功</source>
+        <translation>Update succeeded</translation>
+    </message>
+    <message>
+        <source>IP更新成功，请断开链接重新搜索设备！</source>
+        <translation>IP update succeeded, please disconnect the link and search for the device again!</translation>
+    </message>
+    <message>
+        <source>请在器件停止运行时使用更新功能！</source>
+        <translation>Please use the update function when the device stops running!</translation>
+    </message>
+    <message>
+        <source>提示</source>
+        <translation>Prompt</translation>
+    </message>
+    <message>
+        <source>请连接器件后使用更新功能！</source>
+        <translation>Please use the update function after connecting the device!</translation>
+    </message>
+    <message>
+        <source>选择升级文件</source>
+        <translation>Select Upgrade File</translation>
+    </message>
+    <message>
+        <source>设备网络更新</source>
+        <translation>Device Network Update</translation>
+    </message>
+    <message>
+        <source>正在更新固件，请勿断开设备电源...</source>
+        <translation>Updating the firmware; do not switch the device off...</translation>
+    </message>
+    <message>
+        <source>更新完成</source>
+        <translation>Update complete</translation>
+    </message>
+    <message>
+        <source>请等待设备绿灯亮起后重新开始</source>
+        <translation>Please wait for the green light of the device to start again</translation>
+    </message>
+</context>
+<context>
     <name>CameraSession</name>
     <message>
         <source>状态异常</source>
