@@ -142,6 +142,7 @@ void CameraServer::Impl::beginReboot() {
         up = false;
     }
     endSession("reboot");
+    cancelFlashOperation();
     closeSockets();
     {
         std::lock_guard<std::mutex> lock(mutex);
@@ -171,6 +172,7 @@ void CameraServer::Impl::shutdownOnIo() {
     rebootTimer.cancel();
     restartTimer.cancel();
     resumeTimer.cancel();
+    cancelFlashOperation();
     deferred.clear();
 }
 
