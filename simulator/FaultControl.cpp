@@ -8,6 +8,7 @@
 #include <thread>
 #include <vector>
 
+#include "CloseOnExec.h"
 #include "d3_protocol/Commands.h"
 
 namespace d3sim {
@@ -179,6 +180,7 @@ struct FaultControlServer::Impl {
         acceptor.async_accept([this](const asio::error_code& ec, asio::ip::tcp::socket s) {
             if (ec == asio::error::operation_aborted || !acceptor.is_open()) return;
             if (!ec) {
+                closeOnExec(s.native_handle());
                 auto c = std::make_shared<Client>(*this, std::move(s));
                 clients.insert(c);
                 c->read();
@@ -204,6 +206,7 @@ bool FaultControlServer::start(const std::string& address, uint16_t port, std::s
     asio::error_code ec;
     const auto ip = asio::ip::make_address_v4(address, ec);
     if (!ec) d.acceptor.open(asio::ip::tcp::v4(), ec);
+    if (!ec) closeOnExec(d.acceptor.native_handle());
     if (!ec) d.acceptor.set_option(asio::socket_base::reuse_address(true), ec);
     if (!ec) d.acceptor.bind(asio::ip::tcp::endpoint(ip, port), ec);
     if (!ec) d.acceptor.listen(8, ec);
