@@ -105,7 +105,8 @@ bool validFirmwareVersion(const std::string& version, std::string& reason) {
     for (unsigned char c : version) {
         // Printable and without blanks: it ends up in logs, file names and JSON.
         if (c <= 0x20 || c >= 0x7F) {
-            reason = "the version string \"" + printable(version) + "\" has a character that is not printable ASCII";
+            reason = "the version string \"" + printable(version) +
+                     "\" has a blank or a character that is not printable ASCII";
             return false;
         }
     }
