@@ -59,9 +59,9 @@ void CameraServer::Impl::checkFirmwareIdle() {
 }
 
 void CameraServer::Impl::firmwareBegin(const Connection::Ptr& conn, const d3proto::Header& h, const Json& args) {
+    Json logged = args;
+    logged.erase("accessWord");  // the log is readable by anyone with the control socket
     auto answer = [&](int32_t status, const Json& body) {
-        Json logged = args;
-        logged.erase("accessWord");  // the log is readable by anyone with the control socket
         camera->logCommand("FirmwareBegin", d3proto::dump(logged), status);
         reply(conn, h, status, body);
     };
@@ -86,8 +86,6 @@ void CameraServer::Impl::firmwareBegin(const Connection::Ptr& conn, const d3prot
     firmware.lastActivity = Clock::now();
     const d3proto::FirmwareProgressMsg progress{0, firmware.size, uint32_t(d3proto::kMaxFirmwareChunk)};
     if (!m.erase) return answer(st::kSuccess, d3proto::toJson(progress));
-    Json logged = args;
-    logged.erase("accessWord");
     camera->logCommand("FirmwareBegin", d3proto::dump(logged), st::kSuccess);
     flashOperation(config.flashEraseMs, [this, conn, h, progress] {
         camera->setUpdateSlotErased(true);
