@@ -97,6 +97,21 @@ bool Camera::takeInjectedFailure(const std::string& name, int32_t& status) {
     return true;
 }
 
+std::string Camera::firmwareVersion() const {
+    std::lock_guard<std::mutex> lock(mutex_);
+    return firmwareVersion_;
+}
+
+std::string Camera::installedFirmware() const {
+    std::lock_guard<std::mutex> lock(mutex_);
+    return store_.loadFirmwareVersion().value_or(firmwareVersion_);
+}
+
+bool Camera::installFirmware(const std::string& version) {
+    std::lock_guard<std::mutex> lock(mutex_);
+    return store_.saveFirmwareVersion(version);
+}
+
 bool Camera::storeNetwork(const NetworkSettings& n) { return store_.saveNetwork(n); }
 
 void Camera::reboot() {
@@ -104,7 +119,9 @@ void Camera::reboot() {
     network_ = store_.loadNetwork().value_or(factoryNetwork_);
     if (network_.ip.empty()) network_.ip = factoryNetwork_.ip;
     settings_ = store_.loadConfig().value_or(defaults_);
+    firmwareVersion_ = store_.loadFirmwareVersion().value_or(identity_.firmwareVersion);
     streaming_ = false;
+    slotErased_ = false;
     resetGenerator_ = true;
 }
 
@@ -113,7 +130,7 @@ d3proto::DeviceInfo Camera::deviceInfo(uint16_t controlPort, uint16_t streamPort
     d3proto::DeviceInfo d;
     d.serial = identity_.serial;
     d.model = std::string(1, identity_.model);
-    d.firmwareVersion = identity_.firmwareVersion;
+    d.firmwareVersion = firmwareVersion_;
     d.deviceVersion = identity_.deviceVersion;
     d.mac = identity_.mac;
     d.ip = network_.ip;

@@ -68,11 +68,21 @@ public:
     // (a fault the simulator applies from outside); they apply at the next reboot.
     bool storeNetwork(const NetworkSettings& n);
 
+    // Firmware: the version running now (read from the store at every start),
+    // the version installed for the next start, and the update slot, which
+    // holds the previous image after a start and must be erased before a write.
+    std::string firmwareVersion() const;
+    std::string installedFirmware() const;
+    bool installFirmware(const std::string& version);
+    bool updateSlotErased() const { return slotErased_; }
+    void setUpdateSlotErased(bool erased) { slotErased_ = erased; }
+
     bool streaming() const { return streaming_; }
     void setStreaming(bool on) { streaming_ = on; }
 
-    // Re-reads the store as a power cycle would: network settings and stored
-    // configuration (defaults when none), streaming off, sensor history cleared.
+    // Re-reads the store as a power cycle would: network settings, stored
+    // configuration (defaults when none) and the installed firmware; streaming
+    // off, sensor history cleared.
     void reboot();
 
     d3proto::DeviceInfo deviceInfo(uint16_t controlPort, uint16_t streamPort) const;
@@ -99,10 +109,12 @@ private:
     mutable std::mutex mutex_;  // guards everything below except the atomics
     NetworkSettings network_;
     CameraSettings settings_;
+    std::string firmwareVersion_;
     std::vector<LoggedCommand> log_;
     std::string failCommand_;
     int32_t failStatus_ = 0;  // 0: no failure pending
     std::atomic<bool> streaming_{false};
+    std::atomic<bool> slotErased_{false};
     std::atomic<int> lastExposureUs_{0};
     std::mutex renderMutex_;  // the generator keeps filter history; one render at a time
     bool resetGenerator_ = false;

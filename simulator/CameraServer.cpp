@@ -3,6 +3,7 @@
 
 #include <cstdio>
 
+#include "CloseOnExec.h"
 #include "ServerImpl.h"
 #include "d3_protocol/Commands.h"
 
@@ -56,6 +57,7 @@ bool CameraServer::Impl::openSockets(std::string& err) {
     // 0.0.0.0), never to one bound to our unicast address; hence two sockets.
     for (auto [socket, addr] : {std::pair{&discoveryUnicast, ip}, std::pair{&discoveryBroadcast, broadcast}}) {
         socket->open(udp::v4(), ec);
+        if (!ec) closeOnExec(socket->native_handle());
         if (!ec) socket->set_option(asio::socket_base::reuse_address(true), ec);
         if (!ec) socket->bind(udp::endpoint(addr, config.discoveryPort), ec);
         if (ec) return fail("discovery", ec);
@@ -63,6 +65,7 @@ bool CameraServer::Impl::openSockets(std::string& err) {
     for (auto [acceptor, port] :
          {std::pair{&controlAcceptor, config.controlPort}, std::pair{&streamAcceptor, config.streamPort}}) {
         acceptor->open(tcp::v4(), ec);
+        if (!ec) closeOnExec(acceptor->native_handle());
         if (!ec) acceptor->set_option(asio::socket_base::reuse_address(true), ec);
         if (!ec) acceptor->bind(tcp::endpoint(ip, port), ec);
         if (!ec) acceptor->listen(asio::socket_base::max_listen_connections, ec);
@@ -125,6 +128,7 @@ void CameraServer::Impl::accept(tcp::acceptor& acceptor, Connection::Kind kind) 
     acceptor.async_accept([this, &acceptor, kind](const asio::error_code& ec, tcp::socket socket) {
         if (ec == asio::error::operation_aborted || !acceptor.is_open() || stopping) return;
         if (!ec) {
+            closeOnExec(socket.native_handle());
             auto conn = std::make_shared<Connection>(
                 std::move(socket), kind, [this](const Connection::Ptr& c, d3proto::Message& m) { onMessage(c, m); },
                 [this](const Connection::Ptr& c) { onClosed(c); });
@@ -142,6 +146,7 @@ void CameraServer::Impl::beginReboot() {
         up = false;
     }
     endSession("reboot");
+    cancelFlashOperation();
     closeSockets();
     {
         std::lock_guard<std::mutex> lock(mutex);
@@ -171,6 +176,7 @@ void CameraServer::Impl::shutdownOnIo() {
     rebootTimer.cancel();
     restartTimer.cancel();
     resumeTimer.cancel();
+    cancelFlashOperation();
     deferred.clear();
 }
 

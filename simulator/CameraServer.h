@@ -25,6 +25,13 @@ struct ServerConfig {
     int heartbeatTimeoutMs = 3000;  // silence after which a session ends
     int rebootMs = 2000;            // time the camera stays away after a rebooting command
     int jpegQuality = 85;
+    // Firmware updates: the word FirmwareBegin must present, how long erasing
+    // the update slot and writing an image take, and how long an update may
+    // wait for its client before the camera abandons it.
+    std::string accessWord = "qm-tbrwkex";
+    int flashEraseMs = 300;
+    int flashWriteMs = 1000;
+    int firmwareIdleTimeoutMs = 10000;
 };
 
 class CameraServer {
@@ -76,6 +83,20 @@ public:
     bool changeAddress(const std::string& ip);
     // The next command named `commandName` (any command when empty) fails with `status`.
     void failNext(const std::string& commandName, int32_t status);
+
+    // Firmware faults, each armed until an update gets that far. Once the
+    // chunk that brings `percent` (0..100) of the announced image arrives, the
+    // camera drops the update's connection without answering and keeps its
+    // firmware (lose), or stops answering that connection at all (stall).
+    // Arming one replaces the other.
+    void loseFirmwareUpdateAt(double percent);
+    void stallFirmwareUpdateAt(double percent);
+    // The next write into flash fails its verification: the camera answers
+    // status 16 and keeps its firmware.
+    void failNextFlashWrite();
+    void clearFirmwareFaults();
+    // The armed firmware faults in words ("none" when there are none).
+    std::string firmwareFaults() const;
 
     struct Stats {
         uint64_t framesSent = 0;

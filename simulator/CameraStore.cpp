@@ -108,17 +108,29 @@ std::optional<json> CameraStore::readJson(const std::string& name) const {
     return j;
 }
 
-void CameraStore::initIdentity(CameraIdentity& identity) {
+void CameraStore::initIdentity(const CameraIdentity& identity) {
     if (dir_.empty()) return;
-    if (auto fw = readJson("firmware.json"); fw && fw->value("version", json()).is_string())
-        identity.firmwareVersion = (*fw)["version"].get<std::string>();
-    else
-        writeJson("firmware.json", {{"version", identity.firmwareVersion}});
+    if (!loadFirmwareVersion()) writeJson("firmware.json", {{"version", identity.firmwareVersion}});
     if (!readJson("identity.json"))
         writeJson("identity.json", {{"serial", identity.serial},
                                     {"model", std::string(1, identity.model)},
                                     {"mac", identity.mac},
                                     {"deviceVersion", identity.deviceVersion}});
+}
+
+std::optional<std::string> CameraStore::loadFirmwareVersion() const {
+    if (dir_.empty()) return firmware_;
+    auto j = readJson("firmware.json");
+    if (!j || !j->value("version", json()).is_string()) return std::nullopt;
+    return (*j)["version"].get<std::string>();
+}
+
+bool CameraStore::saveFirmwareVersion(const std::string& version) {
+    if (dir_.empty()) {
+        firmware_ = version;
+        return true;
+    }
+    return writeJson("firmware.json", {{"version", version}});
 }
 
 std::optional<NetworkSettings> CameraStore::loadNetwork() const {

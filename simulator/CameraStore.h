@@ -17,7 +17,7 @@ struct CameraIdentity {
     char model = '3';
     std::string mac;
     std::string deviceVersion;
-    std::string firmwareVersion = "1.4.2";
+    std::string firmwareVersion = "1.4.2";  // what the camera left the factory with
 };
 
 struct NetworkSettings {
@@ -40,7 +40,11 @@ public:
 
     // Writes identity.json/firmware.json when missing; keeps what is there
     // (the firmware version may have been changed by an update).
-    void initIdentity(CameraIdentity& identity);
+    void initIdentity(const CameraIdentity& identity);
+
+    // The installed firmware: the version the camera runs from its next start.
+    std::optional<std::string> loadFirmwareVersion() const;
+    bool saveFirmwareVersion(const std::string& version);
 
     std::optional<NetworkSettings> loadNetwork() const;
     bool saveNetwork(const NetworkSettings& n);
@@ -57,6 +61,7 @@ private:
     // Memory copies, used when there is no folder.
     std::optional<NetworkSettings> network_;
     std::optional<CameraSettings> config_;
+    std::optional<std::string> firmware_;
 };
 
 }  // namespace d3sim

@@ -8,6 +8,7 @@
 #include <thread>
 #include <vector>
 
+#include "CloseOnExec.h"
 #include "d3_protocol/Commands.h"
 
 namespace d3sim {
@@ -40,7 +41,9 @@ std::string status(CameraServer& camera) {
     std::ostringstream out;
     LinkFaults& f = camera.faults();
     out << "ok serial=" << camera.serial() << " address=" << camera.address() << " killed=" << camera.killed()
-        << " paused=" << f.paused() << " loss=" << f.loss() << " latencyMs=" << f.latencyMs();
+        << " paused=" << f.paused() << " loss=" << f.loss() << " latencyMs=" << f.latencyMs()
+        << " firmware=" << camera.camera().firmwareVersion() << " installed=" << camera.camera().installedFirmware()
+        << " firmwareFaults=" << camera.firmwareFaults();
     return out.str();
 }
 
@@ -55,6 +58,11 @@ const char* faultCommandHelp() {
            "fail CODE [COMMAND]  the next call (named COMMAND, e.g. SetFrameRate) fails with CODE\n"
            "address IP           store a new address and reboot onto it\n"
            "trigger              one edge on the hardware trigger input\n"
+           "firmware fail PCT    the next firmware update loses the camera once PCT % (0..100) of the image\n"
+           "                     has arrived: the update's connection drops, the old firmware stays\n"
+           "firmware stall PCT   the next firmware update stops being answered from PCT % of the image on\n"
+           "firmware badflash    the next firmware write fails its verification; the old firmware stays\n"
+           "firmware clear       disarm the firmware faults\n"
            "status               what the camera is doing now\n";
 }
 
@@ -67,7 +75,7 @@ std::string runFaultCommand(CameraServer& camera, const std::string& line) {
     const size_t n = w.size();
     double d = 0;
     long long i = 0;
-    if (cmd == "help") return "ok commands: loss latency pause kill restart fail address trigger status";
+    if (cmd == "help") return "ok commands: loss latency pause kill restart fail address trigger firmware status";
     if (cmd == "status" && n == 1) return status(camera);
     if (cmd == "loss" && (n == 2 || n == 3)) {
         if (!toDouble(w[1], d) || d < 0 || d > 1) return "error: loss ratio must be between 0 and 1";
@@ -107,6 +115,26 @@ std::string runFaultCommand(CameraServer& camera, const std::string& line) {
     if (cmd == "address" && n == 2) {
         if (!camera.changeAddress(w[1])) return "error: not a usable address: " + w[1];
         return "ok moving to " + w[1];
+    }
+    if (cmd == "firmware" && n >= 2) {
+        const std::string& what = w[1];
+        if ((what == "fail" || what == "stall") && n == 3) {
+            if (!toDouble(w[2], d) || d < 0 || d > 100) return "error: the share must be 0..100 %";
+            if (what == "fail")
+                camera.loseFirmwareUpdateAt(d);
+            else
+                camera.stallFirmwareUpdateAt(d);
+            return "ok the next firmware update " + std::string(what == "fail" ? "is lost" : "stalls") + " at " + w[2] +
+                   " %";
+        }
+        if (what == "badflash" && n == 2) {
+            camera.failNextFlashWrite();
+            return "ok the next firmware write fails its verification";
+        }
+        if (what == "clear" && n == 2) {
+            camera.clearFirmwareFaults();
+            return "ok no firmware faults";
+        }
     }
     if (cmd == "trigger" && n == 1) {
         camera.hardwareTrigger();
@@ -152,6 +180,7 @@ struct FaultControlServer::Impl {
         acceptor.async_accept([this](const asio::error_code& ec, asio::ip::tcp::socket s) {
             if (ec == asio::error::operation_aborted || !acceptor.is_open()) return;
             if (!ec) {
+                closeOnExec(s.native_handle());
                 auto c = std::make_shared<Client>(*this, std::move(s));
                 clients.insert(c);
                 c->read();
@@ -177,6 +206,7 @@ bool FaultControlServer::start(const std::string& address, uint16_t port, std::s
     asio::error_code ec;
     const auto ip = asio::ip::make_address_v4(address, ec);
     if (!ec) d.acceptor.open(asio::ip::tcp::v4(), ec);
+    if (!ec) closeOnExec(d.acceptor.native_handle());
     if (!ec) d.acceptor.set_option(asio::socket_base::reuse_address(true), ec);
     if (!ec) d.acceptor.bind(asio::ip::tcp::endpoint(ip, port), ec);
     if (!ec) d.acceptor.listen(8, ec);

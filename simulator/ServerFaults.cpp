@@ -32,6 +32,7 @@ void CameraServer::Impl::killOnIo(int downMs) {
         killedFlag = true;
         rebootTimer.cancel();  // a reboot in progress does not bring a dead camera back
         resumeTimer.cancel();
+        cancelFlashOperation();
         deferred.clear();
         endSession("killed");
         closeSockets();

@@ -55,6 +55,20 @@ struct CameraServer::Impl {
     void reply(const Connection::Ptr& conn, const d3proto::Header& request, int32_t status, const d3proto::Json& body,
                std::function<void()> done = {});
 
+    // --- firmware updates (ServerFirmware.cpp)
+    void firmwareBegin(const Connection::Ptr& conn, const d3proto::Header& h, const d3proto::Json& args);
+    void firmwareChunk(const Connection::Ptr& conn, const d3proto::Message& msg);
+    void firmwareCommit(const Connection::Ptr& conn, const d3proto::Header& h, const d3proto::Json& args);
+    // Forgets the update in progress (the flash operation running, if any, completes).
+    void endFirmwareUpdate(const char* reason);
+    // True when `conn` is an update the stall fault has silenced.
+    bool firmwareStalled(const Connection::Ptr& conn) const { return conn == firmware.conn && firmware.stalled; }
+    void checkFirmwareIdle();
+    // Runs `done` after `ms` on the io thread (an erase or a write: the flash
+    // is busy meanwhile) unless the camera stops, is killed or reboots first.
+    void flashOperation(int ms, std::function<void()> done);
+    void cancelFlashOperation();
+
     // --- frame pump (FramePump.cpp)
     void pumpLoop();
     void produceFrame();
@@ -105,6 +119,21 @@ struct CameraServer::Impl {
     std::deque<CachedReply> replyCache;  // replies to the current session's last requests
     std::mt19937 tokenRng;
 
+    // io: the firmware update in progress. Its connection is whichever
+    // control connection sent the FirmwareBegin; `flashBusy` while an erase or
+    // a write runs (on flashTimer), during which the update takes no requests.
+    struct FirmwareTransfer {
+        Connection::Ptr conn;
+        uint32_t size = 0;
+        std::vector<uint8_t> image;  // what has arrived, from offset 0
+        bool stalled = false;
+        Clock::time_point lastActivity;
+    };
+    FirmwareTransfer firmware;
+    bool flashBusy = false;
+    uint64_t flashGeneration = 0;  // tells a cancelled operation's handler from the current one's
+    asio::steady_timer flashTimer{io};
+
     // shared, under `mutex`
     mutable std::mutex mutex;
     std::condition_variable upCv;
@@ -112,6 +141,11 @@ struct CameraServer::Impl {
     std::string address;
     std::string error;
     Stats stats;
+    // Firmware faults: a transfer fault (lose or stall) at a share of the image, and a bad flash.
+    enum class TransferFault { None, Lose, Stall };
+    TransferFault transferFault = TransferFault::None;
+    double transferFaultPercent = 0;
+    bool badFlash = false;
 
     // pump
     std::thread pumpThread;

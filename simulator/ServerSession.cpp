@@ -28,6 +28,7 @@ void CameraServer::Impl::onMessage(const Connection::Ptr& conn, d3proto::Message
 
 void CameraServer::Impl::onClosed(const Connection::Ptr& conn) {
     connections.erase(conn);
+    if (conn == firmware.conn) endFirmwareUpdate("connection closed");
     if (conn == owner) endSession("connection closed");
     if (conn == streamConn) {
         streamConn.reset();
@@ -55,6 +56,10 @@ void CameraServer::Impl::handleControl(const Connection::Ptr& conn, d3proto::Mes
     const d3proto::Header& h = msg.header;
     const d3proto::CommandInfo* info = d3proto::findCommand(h.command);
     if (conn == owner) lastActivity = Clock::now();
+    if (firmwareStalled(conn)) {
+        camera->logCommand(info ? info->name : "Unknown", "{\"unanswered\":\"firmware stall\"}", 0);
+        return;
+    }
 
     if (conn == owner && h.requestId != 0) {
         for (const CachedReply& c : replyCache) {
@@ -69,6 +74,7 @@ void CameraServer::Impl::handleControl(const Connection::Ptr& conn, d3proto::Mes
         }
     }
 
+    if (info && info->args == d3proto::Args::Binary) return firmwareChunk(conn, msg);
     Json args;
     if (!info || info->id == Command::AttachStream || info->id == Command::FrameEvent ||
         info->id == Command::CalibrationEvent || info->id == Command::Discover) {
@@ -102,6 +108,17 @@ void CameraServer::Impl::handleControl(const Connection::Ptr& conn, d3proto::Mes
         case Command::GetDeviceInfo:
             camera->logCommand(info->name, "{}", status);
             return reply(conn, h, status, d3proto::toJson(camera->deviceInfo(config.controlPort, config.streamPort)));
+        case Command::FirmwareBegin:
+            return firmwareBegin(conn, h, args);
+        case Command::FirmwareCommit:
+            return firmwareCommit(conn, h, args);
+        case Command::StartStream:
+            // A camera taking new firmware does not stream meanwhile.
+            if (firmware.conn || flashBusy) {
+                camera->logCommand(info->name, "{}", st::kBusy);
+                return reply(conn, h, st::kBusy, {{"error", "a firmware update is in progress"}});
+            }
+            break;
         default:
             break;
     }
@@ -175,13 +192,15 @@ void CameraServer::Impl::endSession(const char* reason) {
 
 void CameraServer::Impl::checkHeartbeat() {
     // A paused camera is frozen: its own clock does not judge the client meanwhile.
-    if (owner && !faults.paused() && Clock::now() - lastActivity > std::chrono::milliseconds(config.heartbeatTimeoutMs)) {
+    if (owner && !faults.paused() &&
+        Clock::now() - lastActivity > std::chrono::milliseconds(config.heartbeatTimeoutMs)) {
         {
             std::lock_guard<std::mutex> lock(mutex);
             ++stats.sessionsTimedOut;
         }
         endSession("heartbeat timeout");
     }
+    checkFirmwareIdle();
     if (stopping) return;
     heartbeatTimer.expires_after(kHeartbeatCheck);
     heartbeatTimer.async_wait([this](const asio::error_code& ec) {

@@ -25,6 +25,9 @@ bool SimulatedCameras::start() {
         c.seed = config_.seed + uint64_t(i);
         c.heartbeatTimeoutMs = config_.heartbeatTimeoutMs;
         c.rebootMs = config_.rebootMs;
+        c.accessWord = config_.accessWord;
+        c.flashEraseMs = config_.flashEraseMs;
+        c.flashWriteMs = config_.flashWriteMs;
         auto server = std::make_unique<CameraServer>(c);
         if (!server->start()) {
             error_ = "camera " + std::to_string(i) + " at " + c.address + ": " + server->lastError();

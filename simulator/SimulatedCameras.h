@@ -19,6 +19,9 @@ struct CamerasConfig {
     uint64_t seed = 1;  // camera i uses seed + i
     int heartbeatTimeoutMs = 3000;
     int rebootMs = 2000;
+    std::string accessWord = "qm-tbrwkex";
+    int flashEraseMs = 300;
+    int flashWriteMs = 1000;
 };
 
 class SimulatedCameras {

@@ -36,6 +36,14 @@ int main(int argc, char** argv) {
     app.add_option("--seed", config.seed, "noise seed (camera i uses seed + i)");
     app.add_option("--discovery-port", config.discoveryPort, "UDP discovery port")->default_val(48600);
     app.add_option("--reboot-ms", config.rebootMs, "how long a camera stays away when it reboots")->default_val(2000);
+    app.add_option("--access-word", config.accessWord, "the word a firmware update must present")
+        ->capture_default_str();
+    app.add_option("--flash-erase-ms", config.flashEraseMs, "how long erasing the firmware update slot takes")
+        ->capture_default_str()
+        ->check(CLI::Range(0, 60000));
+    app.add_option("--flash-write-ms", config.flashWriteMs, "how long writing a firmware image into flash takes")
+        ->capture_default_str()
+        ->check(CLI::Range(0, 60000));
     double loss = 0;
     int latencyMs = 0;
     uint16_t ctlPort = d3sim::kFaultControlPort;

@@ -69,6 +69,11 @@ enum class Command : uint16_t {
     FactoryDefaults = 0x0202,
     SetNetworkMode = 0x0203,
 
+    // Firmware update (any control connection, no session needed)
+    FirmwareBegin = 0x0300,
+    FirmwareChunk = 0x0301,
+    FirmwareCommit = 0x0302,
+
     // Stream connection
     AttachStream = 0x0400,
 
@@ -82,14 +87,17 @@ enum class Command : uint16_t {
 
 // JSON shape of a request payload (replies are described per command in the docs).
 enum class Args : uint8_t {
-    None,     // empty payload or {}
-    Int,      // {"value": integer}
-    Bool,     // {"value": true|false}
-    Filter,   // {"enable": bool, "value": number, "value2": number}; value/value2 optional
-    Delay,    // {"ms": integer, "us": integer}
-    Network,  // {"ip": str, "netmask": str, "gateway": str, "dhcp": bool}
-    Session,  // {"client": str, "transport": "tcp"|"udp"}
-    Token,    // {"token": integer}
+    None,            // empty payload or {}
+    Int,             // {"value": integer}
+    Bool,            // {"value": true|false}
+    Filter,          // {"enable": bool, "value": number, "value2": number}; value/value2 optional
+    Delay,           // {"ms": integer, "us": integer}
+    Network,         // {"ip": str, "netmask": str, "gateway": str, "dhcp": bool}
+    Session,         // {"client": str, "transport": "tcp"|"udp"}
+    Token,           // {"token": integer}
+    FirmwareBegin,   // {"accessWord": str, "size": integer, "erase": bool}
+    Binary,          // not JSON: the command defines its own layout (FirmwareChunk)
+    FirmwareCommit,  // {"write": bool, "reboot": bool}
 };
 
 struct CommandInfo {

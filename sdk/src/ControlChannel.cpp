@@ -113,13 +113,28 @@ void ControlChannel::writeNext() {
 
 int32_t ControlChannel::request(d3proto::Command cmd, const d3proto::Json& args, d3proto::Json* reply,
                                 std::chrono::milliseconds timeout) {
+    const std::string text = args.is_null() ? std::string() : d3proto::dump(args);
+    return exchange(cmd, reinterpret_cast<const uint8_t*>(text.data()), text.size(), reply, timeout);
+}
+
+int32_t ControlChannel::requestBytes(d3proto::Command cmd, const std::vector<uint8_t>& payload, d3proto::Json* reply,
+                                     std::chrono::milliseconds timeout) {
+    return exchange(cmd, payload.data(), payload.size(), reply, timeout);
+}
+
+bool ControlChannel::waitBroken(std::chrono::milliseconds timeout) {
+    std::unique_lock<std::mutex> lock(stateMutex_);
+    return replied_.wait_for(lock, timeout, [&] { return bool(broken_); });
+}
+
+int32_t ControlChannel::exchange(d3proto::Command cmd, const uint8_t* payload, size_t size, d3proto::Json* reply,
+                                 std::chrono::milliseconds timeout) {
     const auto deadline = Clock::now() + timeout;
     // Waiting for the previous request counts against this one's timeout.
     TimedGate::Pass one(oneRequest_, deadline);
     if (!one) return kTimeout;
     if (broken_ || !thread_.joinable()) return kNetworkError;
 
-    std::vector<uint8_t> msg;
     uint32_t id;
     {
         std::lock_guard<std::mutex> lock(stateMutex_);
@@ -128,8 +143,12 @@ int32_t ControlChannel::request(d3proto::Command cmd, const d3proto::Json& args,
         waitingFor_ = id;
         haveReply_ = false;
     }
-    msg = d3proto::makeMessage(d3proto::MessageType::Request, uint16_t(cmd), id, 0,
-                               args.is_null() ? std::string() : d3proto::dump(args));
+    d3proto::Header h;
+    h.type = d3proto::MessageType::Request;
+    h.command = uint16_t(cmd);
+    h.requestId = id;
+    std::vector<uint8_t> msg;
+    d3proto::appendMessage(h, payload, size, msg);
     // Writes happen on the io thread, which also reads: the socket is never
     // used from two threads at once.
     asio::post(io_, [this, m = std::move(msg)]() mutable {

@@ -36,6 +36,14 @@ public:
     // connection is gone. Callers on several threads are served one by one.
     int32_t request(d3proto::Command cmd, const d3proto::Json& args, d3proto::Json* reply,
                     std::chrono::milliseconds timeout);
+    // The same for a request whose payload is not JSON (FirmwareChunk); the
+    // reply is JSON as always.
+    int32_t requestBytes(d3proto::Command cmd, const std::vector<uint8_t>& payload, d3proto::Json* reply,
+                         std::chrono::milliseconds timeout);
+
+    // Waits until the camera closes the connection (or it fails); false when
+    // it is still open after `timeout`.
+    bool waitBroken(std::chrono::milliseconds timeout);
 
     // True once the connection failed or the camera closed it.
     bool broken() const { return broken_; }
@@ -50,6 +58,8 @@ private:
     void readPayload();
     void fail();
     void writeNext();
+    int32_t exchange(d3proto::Command cmd, const uint8_t* payload, size_t size, d3proto::Json* reply,
+                     std::chrono::milliseconds timeout);
 
     asio::io_context io_;
     asio::ip::tcp::socket socket_;

@@ -1,6 +1,11 @@
 #include "d3_sdk/DeviceManager.h"
+#include "d3_sdk/Extensions.h"
 
 std::string DeviceManager::GetReturnCodeDescriptor(ReturnCode code) {
+    // Codes of the extensions, which the interface's enumeration does not list.
+    if (code == d3sdk::FIRMWARE_WRITE_FAILED)
+        return "Writing the firmware failed its verification; the camera keeps its old firmware";
+    if (code == d3sdk::FLASH_NOT_ERASED) return "The camera's firmware update slot must be erased before writing";
     switch (code) {
         case SUCCESS:
             return "Success";

@@ -89,6 +89,21 @@ Reply RawClient::call(d3proto::Command cmd, const d3proto::Json& args, int timeo
     return r;
 }
 
+Reply RawClient::callBytes(d3proto::Command cmd, const std::vector<uint8_t>& payload, int timeoutMs) {
+    const uint32_t id = nextId_++;
+    if (!sendRaw(d3proto::makeMessage(d3proto::MessageType::Request, uint16_t(cmd), id, 0,
+                                      std::string(payload.begin(), payload.end()))))
+        return {};
+    Reply r = read(timeoutMs);
+    if (r.ok && (r.header.requestId != id || r.header.type != d3proto::MessageType::Reply)) r.ok = false;
+    return r;
+}
+
+bool RawClient::pending() const {
+    pollfd p{fd_, POLLIN, 0};
+    return fd_ >= 0 && ::poll(&p, 1, 0) > 0;
+}
+
 bool RawClient::waitClosed(int timeoutMs) {
     const auto deadline = Clock::now() + std::chrono::milliseconds(timeoutMs);
     uint8_t buf[4096];

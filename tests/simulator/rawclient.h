@@ -38,6 +38,10 @@ public:
     Reply read(int timeoutMs = 2000);
     // Sends with a fresh request id and waits for its reply.
     Reply call(d3proto::Command cmd, const d3proto::Json& args = d3proto::Json::object(), int timeoutMs = 2000);
+    // The same with a payload that is not JSON (FirmwareChunk).
+    Reply callBytes(d3proto::Command cmd, const std::vector<uint8_t>& payload, int timeoutMs = 2000);
+    // True when bytes (or the peer's close) are waiting to be read right now.
+    bool pending() const;
     // True when the peer closed the connection within the timeout.
     bool waitClosed(int timeoutMs);
 

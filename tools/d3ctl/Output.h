@@ -33,6 +33,10 @@ int cmdStats(const Options& o, const std::string& device, double seconds, bool u
 int cmdStore(const Options& o, const std::string& device);
 int cmdResetConfig(const Options& o, const std::string& device, bool wait);
 int cmdFactoryReset(const Options& o, const std::string& device, bool wait);
+// Firmware images, without a camera: make one, or show a file's header and whether it is valid.
+int cmdFirmwareImage(const Options& o, const std::string& version, const std::string& model, uint64_t size,
+                     const std::string& path);
+int cmdFirmwareInfo(const Options& o, const std::string& path);
 // ADDRESS is a dotted IPv4 address or "dhcp"; an empty netmask keeps the camera's.
 int cmdIp(const Options& o, const std::string& device, const std::string& address, const std::string& netmask,
           const std::string& gateway, bool wait);

@@ -3,6 +3,7 @@
 
 #include "Output.h"
 #include "Parameters.h"
+#include "d3_protocol/Firmware.h"
 
 int main(int argc, char** argv) {
     CLI::App app{"d3ctl - find, inspect, configure and stream d3 cameras"};
@@ -12,6 +13,8 @@ int main(int argc, char** argv) {
         "(comma-separated) replaces the interfaces' broadcast addresses as search targets.\n\n" +
         d3ctl::parameterHelp());
     app.require_subcommand(1);
+    // Options of the whole program may also follow the subcommand (d3ctl info X --json).
+    app.fallthrough();
     d3ctl::Options opt;
     app.add_flag("--json", opt.json, "print results as JSON");
     app.add_option("--timeout", opt.timeoutMs, "milliseconds to wait for an answer or a frame")->capture_default_str();
@@ -63,6 +66,16 @@ int main(int argc, char** argv) {
     ip->add_option("--gateway", gateway, "gateway (default: keep the camera's)");
     ip->add_flag("--wait", wait, "wait until the camera answers at its new address");
 
+    std::string fwVersion, fwModel = "3", fwFile;
+    uint64_t fwSize = d3proto::kDefaultFirmwarePayload;
+    auto* fwImage = app.add_subcommand("firmware-image", "make a firmware image for firmwareUpdateTool");
+    fwImage->add_option("--version", fwVersion, "the firmware version it carries, e.g. 1.5.0")->required();
+    fwImage->add_option("--model", fwModel, "the camera model digit it is for (0..4)")->capture_default_str();
+    fwImage->add_option("--size", fwSize, "payload bytes (1..16777216)")->capture_default_str();
+    fwImage->add_option("--out,-o", fwFile, "the file to write")->required();
+    auto* fwInfo = app.add_subcommand("firmware-info", "show a firmware image's header and whether it is valid");
+    fwInfo->add_option("FILE", fwFile)->required();
+
     CLI11_PARSE(app, argc, argv);
     if (list->parsed()) return d3ctl::cmdList(opt);
     if (info->parsed()) return d3ctl::cmdInfo(opt, device);
@@ -73,6 +86,8 @@ int main(int argc, char** argv) {
     if (store->parsed()) return d3ctl::cmdStore(opt, device);
     if (resetConfig->parsed()) return d3ctl::cmdResetConfig(opt, device, wait);
     if (factoryReset->parsed()) return d3ctl::cmdFactoryReset(opt, device, wait);
+    if (fwImage->parsed()) return d3ctl::cmdFirmwareImage(opt, fwVersion, fwModel, fwSize, fwFile);
+    if (fwInfo->parsed()) return d3ctl::cmdFirmwareInfo(opt, fwFile);
     if (ip->parsed()) return d3ctl::cmdIp(opt, device, address, netmask, gateway, wait);
     return 2;
 }
