@@ -113,6 +113,7 @@ void AdminCommands::updateFirmware() {
 }
 
 void AdminCommands::onFirmwareLine(const QString& line) {
+    emit firmwareOutput(line);
     if (!progress_) return;
     progress_->setLabelText(tr("正在更新固件，请勿断开设备电源...") + "\n" + line);
     const int percent = FirmwareTool::progressPercent(line);

@@ -50,6 +50,8 @@ signals:
     void prompt(PromptKind kind, const QString& title, const QString& text);
     // The network update has shown its box (or was refused).
     void networkFinished();
+    // A line the firmware tool printed, as the progress dialog shows it.
+    void firmwareOutput(const QString& line);
     // The firmware command is over, whatever became of it.
     void firmwareFinished();
 

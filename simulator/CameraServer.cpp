@@ -14,6 +14,7 @@ using asio::ip::udp;
 
 CameraServer::Impl::Impl(ServerConfig c)
     : config(std::move(c)), tokenRng(uint32_t(config.seed * 2654435761u + 17)), jpeg(config.jpegQuality) {
+    accessWord = config.accessWord;
     NetworkSettings net;
     net.ip = config.address;
     CameraSettings defaults;

@@ -94,6 +94,8 @@ public:
     // The next write into flash fails its verification: the camera answers
     // status 16 and keeps its firmware.
     void failNextFlashWrite();
+    // The word the next firmware update must present, as if the owner had changed it.
+    void setAccessWord(const std::string& word);
     void clearFirmwareFaults();
     // The armed firmware faults in words ("none" when there are none).
     std::string firmwareFaults() const;

@@ -68,7 +68,12 @@ void CameraServer::Impl::firmwareBegin(const Connection::Ptr& conn, const d3prot
     d3proto::FirmwareBeginMsg m;
     if (!d3proto::fromJson(args, m))
         return answer(st::kProtocolError, why("expected {\"accessWord\": text, \"size\": n, \"erase\": bool}"));
-    if (m.accessWord != config.accessWord) return answer(st::kAccessDenied, why("wrong access word"));
+    std::string expected;
+    {
+        std::lock_guard<std::mutex> lock(mutex);
+        expected = accessWord;
+    }
+    if (m.accessWord != expected) return answer(st::kAccessDenied, why("wrong access word"));
     if (m.size <= int64_t(d3proto::kFirmwareHeaderSize) || m.size > int64_t(d3proto::kMaxFirmwareImage))
         return answer(st::kInvalidParameter, why("an image is " + std::to_string(d3proto::kFirmwareHeaderSize + 1) +
                                                  " to " + std::to_string(d3proto::kMaxFirmwareImage) + " bytes"));
@@ -239,6 +244,11 @@ void CameraServer::stallFirmwareUpdateAt(double percent) {
 void CameraServer::failNextFlashWrite() {
     std::lock_guard<std::mutex> lock(impl_->mutex);
     impl_->badFlash = true;
+}
+
+void CameraServer::setAccessWord(const std::string& word) {
+    std::lock_guard<std::mutex> lock(impl_->mutex);
+    impl_->accessWord = word;
 }
 
 void CameraServer::clearFirmwareFaults() {

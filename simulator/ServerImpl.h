@@ -146,6 +146,8 @@ struct CameraServer::Impl {
     TransferFault transferFault = TransferFault::None;
     double transferFaultPercent = 0;
     bool badFlash = false;
+    // The word FirmwareBegin must present (starts as config.accessWord).
+    std::string accessWord;
 
     // pump
     std::thread pumpThread;

@@ -14,6 +14,7 @@
 #include <QtTest>
 
 #include "admincommands.h"
+#include "d3_protocol/Firmware.h"
 #include "e2esupport.h"
 #include "netsetting.h"
 
@@ -71,6 +72,27 @@ class AdminE2eTest : public QObject {
         f.write("#!/bin/sh\n" + body);
         f.close();
         QVERIFY(f.setPermissions(QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner));
+    }
+    // The real tool, where the window looks for it.
+    void installRealTool() {
+        const QString link = s.workDir() + "/firmwareUpdateTool-v1.0.3";
+        QFile::remove(link);
+        QVERIFY(QFile::link(FIRMWARE_TOOL, link));
+    }
+    // An image file for `model` carrying `version`; `damage` flips one payload byte.
+    QString makeImage(const std::string& version, char model, bool damage = false) {
+        std::vector<uint8_t> bytes;
+        std::string error;
+        if (!d3proto::makeFirmwareImage(version, model, 64 * 1024, bytes, error)) return QString();
+        if (damage) bytes[bytes.size() / 2] ^= 0x5a;
+        const QString path = s.workDir() + "/fw-" + QString::fromStdString(version) + (damage ? "-bad" : "") + ".bin";
+        QFile f(path);
+        if (!f.open(QIODevice::WriteOnly)) return QString();
+        f.write(reinterpret_cast<const char*>(bytes.data()), qint64(bytes.size()));
+        return path;
+    }
+    QString firmwareOf(int cam) {
+        return QString::fromStdString(s.camera(cam).camera().deviceInfo(0, 0).firmwareVersion);
     }
     // Chooses `image` in the file dialog and waits for the command's end.
     bool runFirmwareCommand(const QString& image = "/tmp/new-firmware.bin") {
@@ -258,6 +280,72 @@ private slots:
         const int lines = s.logLines().size();
         QVERIFY(runFirmwareCommand(QString()));
         QCOMPARE(s.logLines().size(), lines);
+    }
+
+    // The whole update with the real tool: progress shows, the camera comes
+    // back with the new version, and "FW" says so after a new search.
+    void realToolUpdatesTheFirmwareShownAfterTheNextSearch() {
+        installRealTool();
+        QVERIFY(s.search(2));
+        QVERIFY(startAndStop(kColour));
+        QCOMPARE(s.labelText("label_FW"), QString(": 1.4.2"));
+        const QString image = makeImage("1.5.0", '3');
+        QVERIFY(!image.isEmpty());
+        s.prompts().pathAnswer = image;
+        QSignalSpy finished(admin(), &AdminCommands::firmwareFinished);
+        admin()->updateFirmware();
+        QVERIFY(admin()->progressDialog());
+        QStringList lines;
+        int highest = 0;
+        connect(admin(), &AdminCommands::firmwareOutput, this, [&](const QString& line) {
+            lines << line;
+            if (admin()->progressDialog()) highest = std::max(highest, admin()->progressDialog()->value());
+        });
+        QVERIFY(e2e::waitFor([&] { return finished.count() > 0; }, 40000));
+        QVERIFY(s.settle());
+        QVERIFY2(lines.filter("%").size() >= 3, qPrintable(lines.join('\n')));
+        QVERIFY(highest > 0);
+        QVERIFY(lines.contains("update successed!"));
+        QCOMPARE(boxes(), QStringList{QString::fromUtf8("更新完成|请等待设备绿灯亮起后重新开始")});
+        QCOMPARE(firmwareOf(kColour), QString("1.5.0"));
+        QVERIFY(s.labelText("label_FW").isEmpty());
+        // The camera restarted under the open session: its lost link is logged.
+        QVERIFY(s.waitForLog("sdk callback:"));
+
+        QVERIFY(s.click("pushButton_6"));
+        QVERIFY(s.settle());
+        QVERIFY(s.search(2));
+        QVERIFY(s.startCamera(kColour));
+        QCOMPARE(s.labelText("label_FW"), QString(": 1.5.0"));
+    }
+
+    // What the camera or the tool refuses ends without the success box, with
+    // the tool's reason in the log window, and the camera keeps its firmware.
+    void refusedImagesLeaveTheFirmware_data() {
+        QTest::addColumn<QString>("fault");
+        QTest::newRow("wrong access word") << "word";
+        QTest::newRow("corrupt image") << "corrupt";
+        QTest::newRow("image for another model") << "model";
+    }
+    void refusedImagesLeaveTheFirmware() {
+        QFETCH(QString, fault);
+        installRealTool();
+        QVERIFY(s.search(2));
+        QVERIFY(startAndStop(kPlain));
+        const QString before = firmwareOf(kPlain);
+        if (fault == "word") s.camera(kPlain).setAccessWord("another-word");
+        const QString image = fault == "corrupt" ? makeImage("2.0.0", '1', true)
+                              : fault == "model" ? makeImage("2.0.0", '3')
+                                                 : makeImage("2.0.0", '1');
+        QVERIFY(runFirmwareCommand(image));
+        s.camera(kPlain).setAccessWord("qm-tbrwkex");
+        QVERIFY(boxes().isEmpty());
+        QCOMPARE(s.logCount("without reporting success"), 1);
+        const QString line = s.logLines().filter("without reporting success").first();
+        const QString reason = fault == "word" ? "access word" : fault == "corrupt" ? "checksum" : "model";
+        QVERIFY2(line.contains(reason, Qt::CaseInsensitive), qPrintable(line));
+        QCOMPARE(firmwareOf(kPlain), before);
+        QVERIFY(!s.labelText("label_SN").isEmpty());
     }
 
     void newTextsAreTranslated() {
