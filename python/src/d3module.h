@@ -18,6 +18,8 @@ inline DeviceManager& sdk() { return DeviceManager::GetInstance(); }
 
 // Raises d3.Error(code, text) unless rc is SUCCESS. Needs the GIL.
 void check(ReturnCode rc);
+// Raises d3.Error(code, text) with a text of the caller's. Needs the GIL.
+[[noreturn]] void raise(ReturnCode rc, const std::string& text);
 
 // Runs one SDK call without the GIL, since calls wait for the camera and the
 // link-lost callback needs the GIL to run, then raises on failure.

@@ -34,7 +34,10 @@ class Error(Exception):
 
 void check(ReturnCode rc) {
     if (rc == SUCCESS) return;
-    const std::string text = sdk().GetReturnCodeDescriptor(rc);
+    raise(rc, sdk().GetReturnCodeDescriptor(rc));
+}
+
+void raise(ReturnCode rc, const std::string& text) {
     // A tuple value makes Python build the exception as Error(code, text).
     PyErr_SetObject(errorType, py::make_tuple(int(rc), text).ptr());
     throw py::error_already_set();

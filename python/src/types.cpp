@@ -3,6 +3,7 @@
 
 #include <sstream>
 
+#include "d3_sdk/Extensions.h"
 #include "d3module.h"
 
 namespace d3py {
@@ -38,7 +39,9 @@ void bindEnums(py::module_& m) {
         .value("NOT_STREAMING", NOT_STREAMING)
         .value("TRIGGER_MODE_REFUSED", TRIGGER_MODE_REFUSED)
         .value("INIT_NETWORK_FAILED", INIT_NETWORK_FAILED)
-        .value("INIT_FAILED", INIT_FAILED);
+        .value("INIT_FAILED", INIT_FAILED)
+        .value("FIRMWARE_WRITE_FAILED", d3sdk::FIRMWARE_WRITE_FAILED)
+        .value("FLASH_NOT_ERASED", d3sdk::FLASH_NOT_ERASED);
     py::enum_<TriggerMode>(m, "TriggerMode", py::arithmetic())
         .value("NORMAL", TRIGGER_MODE_NORMAL, "free running")
         .value("SOFTWARE", TRIGGER_MODE_SOFTWARE, "one frame per soft_trigger()")

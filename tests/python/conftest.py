@@ -24,6 +24,11 @@ os.environ["D3_DISCOVERY_ADDRESSES"] = "127.255.255.255"
 
 import d3  # noqa: E402  (after the environment it reads)
 
+# Frame and reply waits long enough for a loaded build machine: the first
+# frame of a stream can take a second there.
+SDK_TIMEOUT_MS = 5000
+d3.set_timeout(SDK_TIMEOUT_MS)
+
 
 def d3sim_path():
     path = os.environ.get("D3SIM") or shutil.which("d3sim")

@@ -89,7 +89,6 @@ def test_frame_wait_lets_other_threads_run(colour_camera):
     the GIL."""
     colour_camera.set_trigger_mode(d3.TriggerMode.SOFTWARE)
     colour_camera.start_stream()
-    d3.set_timeout(5000)
     try:
         waiting = threading.Event()
         results = []
@@ -108,7 +107,6 @@ def test_frame_wait_lets_other_threads_run(colour_camera):
             t.join(0.2)
         assert results and results[0].depth.shape == (480, 640)
     finally:
-        d3.set_timeout(1000)
         colour_camera.stop_stream()
         colour_camera.set_trigger_mode(d3.TriggerMode.NORMAL)
 
