@@ -1,6 +1,7 @@
 #include "admincommands.h"
 
 #include <QIcon>
+#include <QProgressBar>
 #include <QProgressDialog>
 #include <QStandardPaths>
 
@@ -98,11 +99,19 @@ void AdminCommands::updateFirmware() {
     progress_->setWindowIcon(QIcon(QStringLiteral(":/source/kxlogo.ico")));
     progress_->setLabelText(tr("正在更新固件，请勿断开设备电源..."));
     progress_->setCancelButton(nullptr);
-    progress_->setRange(0, 0);
     progress_->setAutoClose(false);
     progress_->setAutoReset(false);
     progress_->setMinimumDuration(0);
     progress_->setMinimumWidth(420);
+    // The window's dark look; a dialog of its own would come up light.
+    auto* bar = new QProgressBar(progress_);
+    bar->setStyleSheet(QStringLiteral(
+        "QProgressBar{background:#484848;color:#DCDCDC;border:1px solid #5a5a5a;border-radius:3px;"
+        "text-align:center;min-height:20px;}"
+        "QProgressBar::chunk{background:#718093;border-radius:3px;}"));
+    progress_->setBar(bar);
+    progress_->setStyleSheet(QStringLiteral("QProgressDialog{background:rgb(53,53,53);} QLabel{color:#DCDCDC;}"));
+    progress_->setRange(0, 0);
     progress_->setWindowModality(Qt::ApplicationModal);
     progress_->show();
 

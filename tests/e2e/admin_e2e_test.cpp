@@ -94,6 +94,13 @@ class AdminE2eTest : public QObject {
     QString firmwareOf(int cam) {
         return QString::fromStdString(s.camera(cam).camera().deviceInfo(0, 0).firmwareVersion);
     }
+    // DEXALON_SHOTS=<folder> keeps pictures of the new dialogs.
+    void shoot(QWidget* w, const char* name) {
+        const QString shots = qEnvironmentVariable("DEXALON_SHOTS");
+        if (shots.isEmpty()) return;
+        QCoreApplication::processEvents();
+        QVERIFY(w->grab().save(shots + "/" + name, "PNG"));
+    }
     // Chooses `image` in the file dialog and waits for the command's end.
     bool runFirmwareCommand(const QString& image = "/tmp/new-firmware.bin") {
         s.prompts().pathAnswer = image;
@@ -231,6 +238,7 @@ private slots:
         QVERIFY(progress->isVisible() && progress->isModal());
         QCOMPARE(progress->windowTitle(), QString::fromUtf8("设备网络更新"));
         QVERIFY(progress->labelText().contains("sending 40% (4/10 bytes)"));
+        shoot(progress, "firmware-progress.png");
         QFile(go).open(QIODevice::WriteOnly);
         QVERIFY(e2e::waitFor([&] { return finished.count() > 0; }));
         QVERIFY(s.settle());
@@ -349,7 +357,10 @@ private slots:
     }
 
     void newTextsAreTranslated() {
+        dialog()->show();
+        shoot(dialog(), "network-dialog.png");
         s.window().switchLanguage(1);
+        shoot(dialog(), "network-dialog-en.png");
         QCOMPARE(dialog()->windowTitle(), QString("Device Network Settings"));
         QCOMPARE(dialog()->findChild<QPushButton*>("pushButton")->text(), QString("Update"));
         QVERIFY(runFirmwareCommand());
