@@ -25,6 +25,10 @@ struct ServerConfig {
     int heartbeatTimeoutMs = 3000;  // silence after which a session ends
     int rebootMs = 2000;            // time the camera stays away after a rebooting command
     int jpegQuality = 85;
+    // Set: the camera replays this capture; its model comes from the capture,
+    // its serial starts with "D3REPLAY" and, without fps, it runs at the
+    // capture's own rate.
+    std::shared_ptr<const Recording> recording;
 };
 
 class CameraServer {

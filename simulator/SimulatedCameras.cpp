@@ -25,6 +25,7 @@ bool SimulatedCameras::start() {
         c.seed = config_.seed + uint64_t(i);
         c.heartbeatTimeoutMs = config_.heartbeatTimeoutMs;
         c.rebootMs = config_.rebootMs;
+        if (i == 0) c.recording = config_.recording;
         auto server = std::make_unique<CameraServer>(c);
         if (!server->start()) {
             error_ = "camera " + std::to_string(i) + " at " + c.address + ": " + server->lastError();

@@ -19,6 +19,8 @@ struct CamerasConfig {
     uint64_t seed = 1;  // camera i uses seed + i
     int heartbeatTimeoutMs = 3000;
     int rebootMs = 2000;
+    // Camera 0 replays this capture (see ServerConfig::recording).
+    std::shared_ptr<const Recording> recording;
 };
 
 class SimulatedCameras {

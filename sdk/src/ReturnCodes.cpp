@@ -30,6 +30,8 @@ std::string DeviceManager::GetReturnCodeDescriptor(ReturnCode code) {
             return "A camera is already connected";
         case REFUSED_WHILE_STREAMING:
             return "Not possible while the stream is running; stop the stream first";
+        case REFUSED_BY_RECORDING:
+            return "The camera replays a recording and cannot apply this setting";
         case NETWORK_ERROR:
             return "Network error: the link to the camera is lost";
         case NOT_STREAMING:

@@ -37,6 +37,7 @@ enum ReturnCode : int32_t {
     DEVICE_NOT_FOUND = 13,      // no camera answers to that name
     ALREADY_CONNECTED = 14,     // a session to another camera is already open
     REFUSED_WHILE_STREAMING = 15,
+    REFUSED_BY_RECORDING = 16,  // the camera replays a recording that cannot honour the setting
     NETWORK_ERROR = 33,         // link to the camera lost
     NOT_STREAMING = 34,         // StopStream while the stream is not running
     TRIGGER_MODE_REFUSED = 39,
