@@ -6,6 +6,8 @@
 
 #include <d3_sdk/DeviceManager.h>
 
+#include "streamhealth.h"
+
 #include <functional>
 #include <string>
 #include <vector>
@@ -98,5 +100,11 @@ public:
     virtual bool SaveAsPLYFile(const std::string& path, DataContainer<PointXYZ>& points, bool binary) = 0;
     virtual bool SaveAsPLYFile(const std::string& path, DataContainer<PointXYZRGBI>& points, bool binary) = 0;
     virtual std::string GetReturnCodeDescriptor(ReturnCode code) = 0;
+
+    // Optional: the stream's counters, where the SDK keeps them (an SDK with
+    // only the DeviceManager interface does not). Reads no camera; cheap.
+    virtual bool hasStreamStatistics() const { return false; }
+    virtual bool readStreamStatistics(StreamStatistics& /*out*/) { return false; }
+
     static CameraInterface& device();
 };

@@ -16,6 +16,7 @@
 #include "debug.h"
 #include "framedisplay.h"
 #include "framefileslots.h"
+#include "healthmonitor.h"
 #include "netsetting.h"
 #include "panearea.h"
 #include "promptpresenter.h"
@@ -107,6 +108,7 @@ Widget::Widget(QWidget* parent, CameraInterface* camera)
 
     setWindowIcon(QIcon(":/source/kxlogo.ico"));
     initMenu();
+    initInsightViews(log);
     setUiText();
     connectParts();
     getLanguage();
@@ -118,6 +120,7 @@ Widget::~Widget() {
     // once they start going; then the frame workers; the recorder last, so
     // every frame handed to it is written.
     session_.reset();
+    healthMonitor_.reset();
     acquisition_.reset();
     recorder_.reset();
     delete debugWindow_;

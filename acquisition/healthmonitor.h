@@ -1,0 +1,53 @@
+// Reads the stream's counters once a second on a thread of its own (never
+// the window's) while frames flow, turns them into the health area's
+// figures and writes the log window's lines when loss or drops pass their
+// threshold and when they recover. Idle when the camera interface keeps no
+// counters.
+#pragma once
+
+#include <QObject>
+#include <QThread>
+#include <functional>
+#include <mutex>
+
+#include "camerainterface.h"
+#include "logline.h"
+#include "streamhealth.h"
+
+class Acquisition;
+class QTimer;
+
+Q_DECLARE_METATYPE(HealthFigures)
+
+class HealthMonitor : public QObject {
+    Q_OBJECT
+public:
+    static constexpr int kIntervalMs = 1000;
+    using PaintedFrames = std::function<PaintCounts()>;
+
+    // `painted`: frames painted per pane so far; read from the monitor's thread.
+    HealthMonitor(CameraInterface& camera, Acquisition& acquisition, PaintedFrames painted, LogSink log);
+    ~HealthMonitor() override;
+
+    bool available() const { return camera_.hasStreamStatistics(); }
+    // Reads the counters now; `seconds` since the last reading. The timer
+    // calls it once a second; tests call it with their own time.
+    void sample(double seconds);
+
+signals:
+    void figuresChanged(const HealthFigures& figures);
+
+private:
+    CameraInterface& camera_;
+    Acquisition& acquisition_;
+    PaintedFrames painted_;
+    LogSink log_;
+    QThread thread_;
+    QTimer* timer_ = nullptr;
+
+    std::mutex mutex_;  // sample() may come from a test thread too
+    bool haveBaseline_ = false;
+    StreamStatistics last_;
+    PaintCounts lastPainted_{};
+    HealthAlarm alarm_;
+};

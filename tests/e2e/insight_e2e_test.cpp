@@ -1,0 +1,246 @@
+// The views beyond the frames, through the real window and SDK against
+// simulated cameras: the depth histogram's handles go through the colour
+// range editors, region statistics follow the frames, the health strip
+// agrees with the camera's own counters under datagram loss, and a capture
+// saved by the window replays as a camera with the saved values.
+#include <QMouseEvent>
+#include <QTextStream>
+#include <QToolButton>
+#include <QtTest>
+#include <cmath>
+
+#include "Recording.h"
+#include "acquisition.h"
+#include "controlpanel.h"
+#include "depthhistogram.h"
+#include "e2esupport.h"
+#include "frameitem.h"
+#include "framedisplay.h"
+#include "graphicsview.h"
+#include "healtharea.h"
+#include "healthmonitor.h"
+#include "imageconverter.h"
+#include "panearea.h"
+#include "recorder.h"
+#include "slidereditor.h"
+
+namespace {
+
+constexpr int kCam = 0;  // model 3: ToF and 1080p colour
+
+// A viewer CSV back into its values.
+std::vector<int> readCsv(const QString& path) {
+    QFile f(path);
+    std::vector<int> out;
+    if (!f.open(QIODevice::ReadOnly)) return out;
+    for (const QByteArray& line : f.readAll().split('\n'))
+        for (const QByteArray& v : line.split(','))
+            if (!v.trimmed().isEmpty()) out.push_back(v.trimmed().toInt());
+    return out;
+}
+
+}  // namespace
+
+class InsightE2eTest : public QObject {
+    Q_OBJECT
+
+    e2e::Session s{{"127.0.150.2", 48850, {'3'}, 3000, 300, 10}};
+
+    SliderEditer* editor(const char* name) { return s.child<SliderEditer>(name); }
+    DepthHistogramView* histogram() { return s.window().paneArea()->depthHistogram(); }
+    void drag(QWidget* w, QPoint from, QPoint to) {
+        QTest::mousePress(w, Qt::LeftButton, Qt::NoModifier, from);
+        QMouseEvent move(QEvent::MouseMove, to, Qt::NoButton, Qt::LeftButton, Qt::NoModifier);
+        QApplication::sendEvent(w, &move);
+        QTest::mouseRelease(w, Qt::LeftButton, Qt::NoModifier, to);
+    }
+    // Camera commands, heartbeats left out.
+    std::vector<std::string> commands() {
+        std::vector<std::string> out;
+        for (const std::string& n : s.commandNames(kCam))
+            if (n != "Heartbeat") out.push_back(n);
+        return out;
+    }
+
+private slots:
+    void initTestCase() { QVERIFY2(s.ok(), qPrintable(s.error())); }
+    void init() {
+        QVERIFY(s.ensureUp(kCam));
+        s.camera(kCam).faults().setLoss(0, 1);
+        s.openWindow();
+    }
+    void cleanup() { s.closeWindow(); }
+
+    void histogramHandlesCommitThroughTheColourRangeEditors() {
+        QVERIFY(s.search(1) && s.startCamera(kCam));
+        s.window().frameDisplay().showHistogram(true);
+        QVERIFY(e2e::waitFor([&] { return histogram()->hasHistogram(); }));
+        histogram()->resize(640, histogram()->height());
+        s.clearCommandLogs();
+
+        // The maximum handle dragged to about 3 m.
+        const int y = histogram()->height() / 2;
+        int target = histogram()->handleX(1) - 1;
+        while (histogram()->depthAt(target) > 3000) --target;
+        const int newMax = histogram()->depthAt(target);
+        drag(histogram(), QPoint(histogram()->handleX(1), y), QPoint(target, y));
+        QCOMPARE(editor("widget_max_color_mapping")->value(), newMax);
+        QCOMPARE(histogram()->rangeMax(), newMax);
+        // The minimum handle cannot pass the maximum: it stops on it.
+        drag(histogram(), QPoint(histogram()->handleX(0), y), QPoint(histogram()->width() - 10, y));
+        QCOMPARE(editor("widget_min_color_mapping")->value(), newMax);
+        QVERIFY(s.prompts().requests.empty());  // never the range box
+
+        // Auto range: the 1st to 99th percentile of a frame.
+        histogram()->autoRangeButton()->click();
+        const int low = editor("widget_min_color_mapping")->value();
+        const int high = editor("widget_max_color_mapping")->value();
+        QVERIFY2(low >= 100 && low < high && high <= 15000, qPrintable(QString("%1..%2").arg(low).arg(high)));
+        QCOMPARE(histogram()->rangeMin(), low);
+
+        // Like typing into the editors, nothing reaches the camera: the next
+        // command it sees is the gamma change sent after the drags.
+        QVERIFY(editor("widget_gamma_value")->commitValue(7));
+        QVERIFY(e2e::waitFor([&] { return s.received(kCam, "SetIrGamma"); }));
+        QCOMPARE(commands(), std::vector<std::string>{"SetIrGamma"});
+    }
+
+    void regionStatisticsFollowTheFramesAndEscClearsThem() {
+        QVERIFY(s.search(1) && s.startCamera(kCam));
+        s.window().paneArea()->setShow(1);
+        FrameDisplay& display = s.window().frameDisplay();
+        GraphicsView* view = s.window().paneArea()->depthView();
+        display.setRegion(RegionSource::Depth, 300, 200, 339, 239);
+        auto item = [&]() -> FrameItem* {
+            for (QGraphicsItem* i : view->scene()->items())
+                if (auto* f = dynamic_cast<FrameItem*>(i)) return f;
+            return nullptr;
+        };
+        QVERIFY(e2e::waitFor([&] { return item() && item()->hasRegion(); }));
+        QCOMPARE(item()->region(), QRect(300, 200, 40, 40));
+        const QString text = item()->regionText();
+        QVERIFY2(text.contains(QString::fromUtf8("40x40 像素")) && text.contains(" mm") &&
+                     text.contains(QString::fromUtf8("有效像素")),
+                 qPrintable(text));
+        // Live: the figures are taken again for later frames.
+        const unsigned shown = display.figuresShown();
+        QVERIFY(e2e::waitFor([&] { return display.figuresShown() > shown + 2; }));
+
+        QTest::keyClick(view, Qt::Key_Escape);
+        QVERIFY(!item()->hasRegion());
+        const unsigned after = display.figuresShown();
+        QVERIFY(e2e::waitFor([&] { return s.window().frameDisplay().paintedFrames(1) > 3; }));
+        // Nothing left to compute: no more figures arrive (frames kept coming meanwhile).
+        const unsigned painted = display.paintedFrames(1);
+        QVERIFY(e2e::waitFor([&] { return display.paintedFrames(1) > painted + 3; }));
+        QVERIFY(display.figuresShown() <= after + 1);
+    }
+
+    void healthAreaAgreesWithTheCameraUnderLoss() {
+        HealthMonitor* monitor = s.window().healthMonitor();
+        QVERIFY(monitor && monitor->available());
+        s.session().setTransport(false);
+        QVERIFY(s.search(1) && s.startCamera(kCam));
+        s.camera(kCam).faults().setLoss(0.1, 42);
+        HealthFigures last;
+        int figures = 0;
+        QObject context;
+        connect(monitor, &HealthMonitor::figuresChanged, &context, [&](const HealthFigures& f) {
+            last = f;
+            ++figures;
+        });
+        // The log gets one line once the loss passes its threshold.
+        QVERIFY(s.waitForLog(QString::fromUtf8("网络丢包")));
+        QVERIFY(e2e::waitFor([&] { return figures >= 2; }));
+        QVERIFY(last.udp);
+        QVERIFY2(last.lossShare > 0.05 && last.lossShare < 0.2, qPrintable(QString::number(last.lossShare)));
+        QVERIFY(last.receivedFps > 0);
+        const auto camera = s.camera(kCam).stats();
+        // What the viewer counts lost the camera withheld; it asked again for them.
+        QVERIFY(last.packetsLost > 0 && last.packetsLost <= camera.udpDatagramsLost);
+        QVERIFY(last.packetsResendRequested >= last.packetsRecovered);
+        QVERIFY(camera.udpResendRequests > 0);
+        QCOMPARE(s.window().healthArea()->valueText("transport"), QStringLiteral("UDP"));
+
+        s.camera(kCam).faults().setLoss(0, 1);
+        QVERIFY(s.waitForLog(QString::fromUtf8("网络已恢复")));
+        QCOMPARE(s.logCount(QString::fromUtf8("网络丢包")), 1);
+        s.session().setTransport(true);
+    }
+
+    void aSavedCaptureReplaysWithItsValues() {
+        QVERIFY(s.search(1) && s.startCamera(kCam));
+        for (int pane : {1, 2, 4}) s.window().paneArea()->setShow(pane);
+        s.window().recorder().setViews(true, true, true, false);
+        const QString root = s.workDir() + "/capture";
+        QDir().mkpath(root);
+        s.window().recorder().setSaveRoot(root);
+        s.window().recorder().setContinuous(true);
+        QVERIFY(e2e::waitFor([&] { return s.window().recorder().counts().saved >= 3; }));
+        s.window().recorder().setContinuous(false);
+        s.window().recorder().flush();
+        QVERIFY(s.stop());
+        s.closeWindow();
+
+        auto recording = std::make_shared<d3sim::Recording>();
+        std::string error;
+        QVERIFY2(recording->load(root.toStdString(), error), error.c_str());
+        QCOMPARE(recording->model(), '3');
+        QVERIFY(recording->frameCount() >= 3);
+        d3sim::ServerConfig cfg;
+        cfg.address = "127.0.150.9";
+        cfg.discoveryPort = 48850;
+        cfg.recording = recording;
+        d3sim::CameraServer replay(cfg);
+        QVERIFY2(replay.start(), replay.lastError().c_str());
+        QCOMPARE(replay.serial().substr(0, 8), std::string("D3REPLAY"));
+
+        DeviceManager& dm = DeviceManager::GetInstance();
+        QCOMPARE(dm.InitDevice(replay.deviceString(), true), SUCCESS);
+        QCOMPARE(dm.StartStream(), SUCCESS);
+        DataContainer<RGB888Pixel> rgb;
+        DataContainer<uint16_t> depth;
+        DataContainer<uint8_t> ir;
+        std::vector<bool> seen(recording->frameCount(), false);
+        for (int n = 0; n < int(recording->frameCount()) + 2; ++n) {
+            QCOMPARE(dm.GetRgbTofData(&rgb, &depth, nullptr, &ir, nullptr), SUCCESS);
+            // The frame it is: the saved one with the same depth, byte for byte.
+            int match = -1;
+            for (size_t i = 0; i < recording->frameCount() && match < 0; ++i) {
+                const QString folder = QString::fromStdString(recording->frameFolder(i));
+                const std::vector<int> saved = readCsv(folder + "/Depth.csv");
+                if (saved.size() == size_t(depth.rows()) * depth.cols() &&
+                    std::equal(saved.begin(), saved.end(), depth.data()))
+                    match = int(i);
+            }
+            QVERIFY2(match >= 0, "a replayed depth frame matches no saved Depth.csv");
+            seen[size_t(match)] = true;
+            const QString folder = QString::fromStdString(recording->frameFolder(size_t(match)));
+            const std::vector<int> savedIr = readCsv(folder + "/IR.csv");
+            QVERIFY(std::equal(savedIr.begin(), savedIr.end(), ir.data()));
+            // Colour went through 4:2:0 and JPEG: close to the saved picture on average.
+            const QImage saved(folder + "/Rgb.png");
+            QCOMPARE(QSize(int(rgb.cols()), int(rgb.rows())), saved.size());
+            double error = 0;
+            for (int y = 0; y < saved.height(); y += 4) {
+                for (int x = 0; x < saved.width(); x += 4) {
+                    const QRgb p = saved.pixel(x, y);
+                    const RGB888Pixel& q = rgb.data()[size_t(y) * rgb.cols() + size_t(x)];
+                    error += std::abs(qRed(p) - q.r) + std::abs(qGreen(p) - q.g) + std::abs(qBlue(p) - q.b);
+                }
+            }
+            error /= 3.0 * (saved.height() / 4) * (saved.width() / 4);
+            QVERIFY2(error < 6.0, qPrintable(QString::number(error)));
+        }
+        QVERIFY(std::count(seen.begin(), seen.end(), true) >= 2);
+        // A setting the capture cannot honour is refused with its own code.
+        QCOMPARE(dm.SetIRGMMGain(99), REFUSED_BY_RECORDING);
+        QCOMPARE(dm.SetFrameRate(5), SUCCESS);
+        dm.StopStream();
+        dm.DisconnectFromDevice();
+        replay.stop();
+    }
+};
+
+QTEST_MAIN(InsightE2eTest)
+#include "insight_e2e_test.moc"
