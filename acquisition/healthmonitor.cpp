@@ -10,13 +10,14 @@ namespace {
 QString percent(double share) { return QString::number(share * 100.0, 'f', 1); }
 }  // namespace
 
-HealthMonitor::HealthMonitor(CameraInterface& camera, Acquisition& acquisition, PaintedFrames painted, LogSink log)
+HealthMonitor::HealthMonitor(CameraInterface& camera, Acquisition& acquisition, PaintedFrames painted, LogSink log,
+                             int intervalMs)
     : camera_(camera), acquisition_(acquisition), painted_(std::move(painted)), log_(std::move(log)) {
     qRegisterMetaType<HealthFigures>("HealthFigures");
-    if (!available()) return;
+    if (!available() || intervalMs <= 0) return;
     thread_.setObjectName(QStringLiteral("health"));
     timer_ = new QTimer;
-    timer_->setInterval(kIntervalMs);
+    timer_->setInterval(intervalMs);
     timer_->moveToThread(&thread_);
     // The time between two readings is measured, not assumed: a loaded
     // machine fires the timer late.

@@ -25,8 +25,10 @@ public:
     static constexpr int kIntervalMs = 1000;
     using PaintedFrames = std::function<PaintCounts()>;
 
-    // `painted`: frames painted per pane so far; read from the monitor's thread.
-    HealthMonitor(CameraInterface& camera, Acquisition& acquisition, PaintedFrames painted, LogSink log);
+    // `painted`: frames painted per pane so far; read from the monitor's
+    // thread. `intervalMs` 0: no timer, the owner calls sample() (tests).
+    HealthMonitor(CameraInterface& camera, Acquisition& acquisition, PaintedFrames painted, LogSink log,
+                  int intervalMs = kIntervalMs);
     ~HealthMonitor() override;
 
     bool available() const { return camera_.hasStreamStatistics(); }

@@ -3,6 +3,8 @@
 // range editors, region statistics follow the frames, the health strip
 // agrees with the camera's own counters under datagram loss, and a capture
 // saved by the window replays as a camera with the saved values.
+#include <QMenu>
+#include <QMenuBar>
 #include <QMouseEvent>
 #include <QTextStream>
 #include <QToolButton>
@@ -60,6 +62,32 @@ class InsightE2eTest : public QObject {
         for (const std::string& n : s.commandNames(kCam))
             if (n != "Heartbeat") out.push_back(n);
         return out;
+    }
+
+    // The View menu's entry with this caption, as the user picks it.
+    void pickViewEntry(const char* caption) {
+        for (QAction* a : s.window().findChild<QMenuBar*>()->actions()[1]->menu()->actions())
+            if (a->text() == QString::fromUtf8(caption)) a->trigger();
+    }
+    // DEXALON_INSIGHT_SHOTS=<folder>: the window, shown, as <name>.png and,
+    // switched to English, <name>-en.png (run on a real X server for the 3D pane).
+    void keepShot(const QString& name) {
+        const QString folder = qEnvironmentVariable("DEXALON_INSIGHT_SHOTS");
+        if (folder.isEmpty()) return;
+        Widget& w = s.window();
+        if (!w.isVisible()) {
+            w.show();
+            QVERIFY(QTest::qWaitForWindowExposed(&w));
+        }
+        for (const bool english : {false, true}) {
+            if (english) w.switchLanguage(1);
+            const unsigned painted = w.frameDisplay().paintedFrames(1) + w.frameDisplay().paintedFrames(2);
+            QVERIFY(e2e::waitFor([&] {
+                return w.frameDisplay().paintedFrames(1) + w.frameDisplay().paintedFrames(2) > painted + 20;
+            }));
+            QVERIFY(w.grab().save(folder + "/" + name + (english ? "-en" : "") + ".png", "PNG"));
+        }
+        w.switchLanguage(0);
     }
 
 private slots:
@@ -122,6 +150,12 @@ private slots:
         QVERIFY2(text.contains(QString::fromUtf8("40x40 像素")) && text.contains(" mm") &&
                      text.contains(QString::fromUtf8("有效像素")),
                  qPrintable(text));
+        if (!qEnvironmentVariableIsEmpty("DEXALON_INSIGHT_SHOTS")) {
+            pickViewEntry("深度直方图");
+            display.setRegion(RegionSource::Ir, 120, 300, 219, 379);
+            keepShot("histogram-region");
+            display.setRegion(RegionSource::Depth, 300, 200, 339, 239);
+        }
         // Live: the figures are taken again for later frames.
         const unsigned shown = display.figuresShown();
         QVERIFY(e2e::waitFor([&] { return display.figuresShown() > shown + 2; }));
@@ -161,6 +195,10 @@ private slots:
         QVERIFY(last.packetsResendRequested >= last.packetsRecovered);
         QVERIFY(camera.udpResendRequests > 0);
         QCOMPARE(s.window().healthArea()->valueText("transport"), QStringLiteral("UDP"));
+        if (!qEnvironmentVariableIsEmpty("DEXALON_INSIGHT_SHOTS")) {
+            pickViewEntry("网络状态");
+            keepShot("health-loss");
+        }
 
         s.camera(kCam).faults().setLoss(0, 1);
         QVERIFY(s.waitForLog(QString::fromUtf8("网络已恢复")));
