@@ -71,10 +71,12 @@ void HealthArea::showText() {
     values_[Rate]->setText(one(f.megabytesPerSecond) + QStringLiteral(" MB/s"));
     values_[Dropped]->setText(QString::number(f.framesDropped));
     // Over TCP the transport itself resends: there are no datagrams to count.
-    values_[Datagrams]->setText(f.udp ? QStringLiteral("%1/%2/%3")
+    // The share in brackets is the last second's.
+    values_[Datagrams]->setText(f.udp ? QStringLiteral("%1/%2/%3 (%4%)")
                                             .arg(f.packetsLost)
                                             .arg(f.packetsResendRequested)
                                             .arg(f.packetsRecovered)
+                                            .arg(one(f.lossShare * 100.0))
                                       : QStringLiteral("-"));
     values_[Latency]->setText(QStringLiteral("%1/%2 ms").arg(one(f.meanLatencyMs), one(f.maxLatencyMs)));
 }

@@ -87,8 +87,9 @@ void DepthHistogramView::paintEvent(QPaintEvent*) {
     const int shownMax = dragging_ == 1 ? dragValue_ : max_;
 
     if (haveHistogram_ && histogram_.valid > 0) {
-        // One column per pixel: the 10 mm bins it covers, scaled to the
-        // fullest column; coloured as the picture colours that depth.
+        // One column per pixel: the 10 mm bins it covers, scaled by square
+        // root to the fullest column (so a wall filling half the picture
+        // leaves the rest visible); coloured as the picture colours that depth.
         const int columns = plot.width();
         uint32_t fullest = 1;
         auto columnCount = [&](int c) {
@@ -102,7 +103,7 @@ void DepthHistogramView::paintEvent(QPaintEvent*) {
         for (int c = 0; c < columns; ++c) {
             const uint32_t n = columnCount(c);
             if (n == 0) continue;
-            const int h = std::max(1, int(double(n) / fullest * plot.height()));
+            const int h = std::max(1, int(std::sqrt(double(n) / fullest) * plot.height()));
             const double depth = (c + 0.5) / columns * span_;
             const QColor colour = depth >= shownMin && depth <= shownMax
                                       ? QColor::fromRgb(mapDistanceToColor(depth, shownMin, shownMax))
@@ -126,7 +127,7 @@ void DepthHistogramView::paintEvent(QPaintEvent*) {
     p.drawText(QRect(plot.right() - 80, axisY, 80, kAxisHeight - 2), Qt::AlignRight | Qt::AlignVCenter,
                QString::number(span_) + QStringLiteral(" mm"));
     if (haveHistogram_ && histogram_.low > 0)
-        p.drawText(QRect(plot.left() + 4, plot.top() + 2, plot.width() / 2, 14), Qt::AlignLeft | Qt::AlignTop,
+        p.drawText(QRect(plot.left() + 14, plot.top() + 2, plot.width() / 2, 14), Qt::AlignLeft | Qt::AlignTop,
                    tr("1%-99%: %1-%2 mm").arg(histogram_.low).arg(histogram_.high));
 
     // Handles: a line over the plot and a grip at its foot.

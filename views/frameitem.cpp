@@ -21,18 +21,22 @@ public:
         if (text == text_) return;
         prepareGeometryChange();
         text_ = text;
+        // The painter's device may measure the font a little wider than the
+        // screen does: the plate is sized when painted, within this room.
         const QFontMetrics m(font_);
-        size_ = m.boundingRect(QRect(0, 0, 1000, 1000), Qt::AlignLeft | Qt::AlignTop, text_).size() + QSize(12, 8);
+        size_ = m.boundingRect(QRect(0, 0, 2000, 1000), Qt::AlignLeft | Qt::AlignTop, text_).size() * 1.5 +
+                QSize(40, 20);
     }
     QString text() const { return text_; }
     QRectF boundingRect() const override { return QRectF(QPointF(0, 0), QSizeF(size_)); }
     void paint(QPainter* p, const QStyleOptionGraphicsItem*, QWidget*) override {
+        p->setFont(font_);
+        const QRectF text = p->boundingRect(QRectF(6, 4, 2000, 1000), Qt::AlignLeft | Qt::AlignTop, text_);
         p->setPen(Qt::NoPen);
         p->setBrush(QColor(0, 0, 0, 180));
-        p->drawRoundedRect(boundingRect(), 4, 4);
+        p->drawRoundedRect(text.adjusted(-6, -4, 6, 4), 4, 4);
         p->setPen(kRegionColour);
-        p->setFont(font_);
-        p->drawText(boundingRect().adjusted(6, 4, -6, -4), Qt::AlignLeft | Qt::AlignTop, text_);
+        p->drawText(text, Qt::AlignLeft | Qt::AlignTop, text_);
     }
 
 private:
