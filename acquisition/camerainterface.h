@@ -6,11 +6,11 @@
 
 #include <d3_sdk/DeviceManager.h>
 
-#include "streamhealth.h"
-
 #include <functional>
 #include <string>
 #include <vector>
+
+#include "streamhealth.h"
 
 class CameraInterface {
 public:

@@ -40,7 +40,8 @@ void FrameAnalysis::analyse(FrameBuffers& frames) {
     switch (source) {
         case RegionSource::Depth:
         case RegionSource::Ir: {
-            const ValueMatrix<double>& m = source == RegionSource::Depth ? frames.currentDepthValues() : frames.irValues;
+            const ValueMatrix<double>& m =
+                source == RegionSource::Depth ? frames.currentDepthValues() : frames.irValues;
             work_.region = regionInImage(c[0], c[1], c[2], c[3], m.cols(), m.rows());
             work_.stats[0] = regionStats(m.data(), m.cols(), work_.region, source == RegionSource::Depth);
             work_.channels = 1;

@@ -20,8 +20,8 @@ struct FrameFigures {
     bool histogramValid = false;
     DepthHistogram histogram;
     RegionSource regionSource = RegionSource::None;
-    PixelRect region;             // as cut to the picture
-    int channels = 0;             // 1, or 3 for colour (red, green, blue)
+    PixelRect region;  // as cut to the picture
+    int channels = 0;  // 1, or 3 for colour (red, green, blue)
     std::array<RegionStats, 3> stats;
 };
 

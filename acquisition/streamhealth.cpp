@@ -8,8 +8,8 @@ uint64_t grown(uint64_t before, uint64_t now) { return now >= before ? now - bef
 
 }  // namespace
 
-HealthFigures healthFigures(const StreamStatistics& before, const StreamStatistics& now, const PaintCounts& paintedBefore,
-                            const PaintCounts& paintedNow, double seconds) {
+HealthFigures healthFigures(const StreamStatistics& before, const StreamStatistics& now,
+                            const PaintCounts& paintedBefore, const PaintCounts& paintedNow, double seconds) {
     // A new stream restarts the counters: measure from zero then.
     const bool restarted = now.framesComplete < before.framesComplete || now.bytesReceived < before.bytesReceived;
     const StreamStatistics base = restarted ? StreamStatistics() : before;

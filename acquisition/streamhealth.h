@@ -45,8 +45,8 @@ using PaintCounts = std::array<unsigned, 3>;
 
 // Figures for the `seconds` between two readings. A reading whose counters
 // went backwards (a new stream) counts from zero.
-HealthFigures healthFigures(const StreamStatistics& before, const StreamStatistics& now, const PaintCounts& paintedBefore,
-                            const PaintCounts& paintedNow, double seconds);
+HealthFigures healthFigures(const StreamStatistics& before, const StreamStatistics& now,
+                            const PaintCounts& paintedBefore, const PaintCounts& paintedNow, double seconds);
 
 // One log line when loss or drops pass their threshold, one when they are
 // back under a much lower one (so a link at the edge does not flood the log).

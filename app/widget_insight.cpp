@@ -41,9 +41,10 @@ void Widget::initInsightViews(const LogSink& log) {
     actionHealth_->setVisible(healthMonitor_->available());
 
     connect(healthMonitor_.get(), &HealthMonitor::figuresChanged, healthArea_, &HealthArea::showFigures);
-    connect(session_.get(), &CameraSession::sessionEvent, healthArea_, [this](SessionEvent event, const SessionStatus&) {
-        if (event == SessionEvent::Stopping) healthArea_->clearFigures();
-    });
+    connect(session_.get(), &CameraSession::sessionEvent, healthArea_,
+            [this](SessionEvent event, const SessionStatus&) {
+                if (event == SessionEvent::Stopping) healthArea_->clearFigures();
+            });
     connect(actionHealth_, &QAction::toggled, this, [this](bool on) {
         healthArea_->setVisible(on);
         // Written on a writer thread, as every file of the window.

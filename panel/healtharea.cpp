@@ -11,9 +11,10 @@ QString one(double v) { return QString::number(v, 'f', 1); }
 
 HealthArea::HealthArea(QWidget* parent) : QFrame(parent) {
     setObjectName(QStringLiteral("healthArea"));
-    setStyleSheet(QStringLiteral("#healthArea{background-color:rgb(53,53,53);border-radius:8px;}"
-                                 "QLabel{color:#DCDCDC;font:9pt \"微软雅黑\";background:transparent;}"
-                                 "QLabel[role=\"value\"]{color:#FFFFFF;}"));
+    setStyleSheet(
+        QStringLiteral("#healthArea{background-color:rgb(53,53,53);border-radius:8px;}"
+                       "QLabel{color:#DCDCDC;font:9pt \"微软雅黑\";background:transparent;}"
+                       "QLabel[role=\"value\"]{color:#FFFFFF;}"));
     auto* layout = new QHBoxLayout(this);
     layout->setContentsMargins(10, 4, 10, 4);
     layout->setSpacing(6);
@@ -66,8 +67,8 @@ void HealthArea::showText() {
     const HealthFigures& f = figures_;
     values_[Transport]->setText(f.udp ? QStringLiteral("UDP") : QStringLiteral("TCP"));
     values_[Received]->setText(one(f.receivedFps) + QStringLiteral(" fps"));
-    values_[Painted]->setText(QStringLiteral("%1/%2/%3 fps")
-                                  .arg(one(f.paintedFps[0]), one(f.paintedFps[1]), one(f.paintedFps[2])));
+    values_[Painted]->setText(
+        QStringLiteral("%1/%2/%3 fps").arg(one(f.paintedFps[0]), one(f.paintedFps[1]), one(f.paintedFps[2])));
     values_[Rate]->setText(one(f.megabytesPerSecond) + QStringLiteral(" MB/s"));
     values_[Dropped]->setText(QString::number(f.framesDropped));
     // Over TCP the transport itself resends: there are no datagrams to count.

@@ -116,7 +116,7 @@ private:
     std::atomic<int> lastExposureUs_{0};
     std::shared_ptr<const Recording> recording_;  // set before the camera serves
     std::vector<uint8_t> yuvScratch_;             // under renderMutex_
-    std::mutex renderMutex_;  // the generator keeps filter history; one render at a time
+    std::mutex renderMutex_;                      // the generator keeps filter history; one render at a time
     bool resetGenerator_ = false;
 };
 

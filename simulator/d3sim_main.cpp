@@ -85,13 +85,13 @@ int main(int argc, char** argv) {
             std::fprintf(stderr, "d3sim: --replay: %s\n", error.c_str());
             return 1;
         }
-        std::printf("replay %s: %zu frames, %s, recorded at %s\n", replayFolder.c_str(), recording->frameCount(),
-                    recording->colour() ? (std::to_string(recording->rgbWidth()) + "x" +
-                                           std::to_string(recording->rgbHeight()) + " colour")
-                                              .c_str()
-                                        : "no colour",
-                    recording->frameRate() > 0 ? (std::to_string(recording->frameRate()) + " fps").c_str()
-                                               : "an unknown rate");
+        std::printf(
+            "replay %s: %zu frames, %s, recorded at %s\n", replayFolder.c_str(), recording->frameCount(),
+            recording->colour()
+                ? (std::to_string(recording->rgbWidth()) + "x" + std::to_string(recording->rgbHeight()) + " colour")
+                      .c_str()
+                : "no colour",
+            recording->frameRate() > 0 ? (std::to_string(recording->frameRate()) + " fps").c_str() : "an unknown rate");
         config.recording = std::move(recording);
     }
 

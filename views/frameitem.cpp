@@ -24,8 +24,8 @@ public:
         // The painter's device may measure the font a little wider than the
         // screen does: the plate is sized when painted, within this room.
         const QFontMetrics m(font_);
-        size_ = m.boundingRect(QRect(0, 0, 2000, 1000), Qt::AlignLeft | Qt::AlignTop, text_).size() * 1.5 +
-                QSize(40, 20);
+        size_ =
+            m.boundingRect(QRect(0, 0, 2000, 1000), Qt::AlignLeft | Qt::AlignTop, text_).size() * 1.5 + QSize(40, 20);
     }
     QString text() const { return text_; }
     QRectF boundingRect() const override { return QRectF(QPointF(0, 0), QSizeF(size_)); }

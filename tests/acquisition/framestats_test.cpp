@@ -79,10 +79,9 @@ TEST(Regions, AreCutToThePictureWhicheverWayTheyWereDragged) {
 
 TEST(RegionStatistics, DepthLeavesOutPixelsWithoutMeasurement) {
     // 4 x 3 picture; the region is the middle 2 x 2 plus the right column.
-    const std::vector<double> v{
-        1, 2, 3, 4,     //
-        5, 1000, 0, 8,  //
-        9, 1002, 1006, 0};
+    const std::vector<double> v{1, 2,    3,    4,  //
+                                5, 1000, 0,    8,  //
+                                9, 1002, 1006, 0};
     const RegionStats s = regionStats(v.data(), 4, regionInImage(1, 1, 3, 2, 4, 3), true);
     EXPECT_EQ(s.pixels, 6u);
     EXPECT_EQ(s.valid, 4u);  // 1000, 8, 1002, 1006

@@ -32,7 +32,8 @@ private slots:
         FakeCamera camera;
         NullConverter converter;
         Acquisition acquisition(camera, converter, [](const QString&) {});
-        HealthMonitor monitor(camera, acquisition, nullptr, [](const QString&) {}, 0);
+        HealthMonitor monitor(
+            camera, acquisition, nullptr, [](const QString&) {}, 0);
         QVERIFY(!monitor.available());
         camera.keepsStreamStatistics = true;
         QVERIFY(monitor.available());

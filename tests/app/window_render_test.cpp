@@ -11,16 +11,15 @@
 #include <QPushButton>
 #include <QScrollArea>
 #include <QTemporaryDir>
+#include <QToolButton>
 #include <QtTest>
 
-#include <QToolButton>
-
 #include "cloudpoint.h"
+#include "controlpanel.h"
 #include "depthhistogram.h"
 #include "healtharea.h"
-#include "regiontext.h"
-#include "controlpanel.h"
 #include "panearea.h"
+#include "regiontext.h"
 #include "slidereditor.h"
 #include "testsupport.h"
 #include "widget.h"
@@ -160,10 +159,10 @@ private slots:
         };
         w.switchLanguage(1);
         const QStringList english = texts();
-        for (const char* text : {"Network Health", "Depth Histogram", "Auto range", "Transport", "Received",
-                                 "Painted depth/IR/RGB", "Data rate", "Dropped frames",
-                                 "Datagrams lost/asked again/recovered", "Latency mean/max", "2x2 pixels",
-                                 "No valid pixels", "Valid pixels 0.0%", "Network loss %1%, frames dropped %2%"})
+        for (const char* text :
+             {"Network Health", "Depth Histogram", "Auto range", "Transport", "Received", "Painted depth/IR/RGB",
+              "Data rate", "Dropped frames", "Datagrams lost/asked again/recovered", "Latency mean/max", "2x2 pixels",
+              "No valid pixels", "Valid pixels 0.0%", "Network loss %1%, frames dropped %2%"})
             QVERIFY2(english.contains(text), text);
         w.switchLanguage(0);
         const QStringList chinese = texts();
