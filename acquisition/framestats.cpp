@@ -74,17 +74,26 @@ RegionStats regionStats(const double* values, int cols, const PixelRect& r, bool
 }
 
 std::array<RegionStats, 3> regionStatsRgb(const uint32_t* pixels, int cols, const PixelRect& r) {
-    std::array<StatsAccumulator, 3> acc;
+    // A channel has 256 levels: counting them is much cheaper than summing
+    // squares per pixel, and the sums follow exactly from the counts.
+    std::array<std::array<uint32_t, 256>, 3> counts{};
     if (!r.empty()) {
         for (int y = r.top; y <= r.bottom; ++y) {
             const uint32_t* row = pixels + size_t(y) * size_t(cols);
             for (int x = r.left; x <= r.right; ++x) {
-                acc[0].add((row[x] >> 16) & 0xFF);
-                acc[1].add((row[x] >> 8) & 0xFF);
-                acc[2].add(row[x] & 0xFF);
+                const uint32_t p = row[x];
+                ++counts[0][(p >> 16) & 0xFF];
+                ++counts[1][(p >> 8) & 0xFF];
+                ++counts[2][p & 0xFF];
             }
         }
     }
     const uint64_t n = uint64_t(r.width()) * uint64_t(r.height());
-    return {acc[0].result(n), acc[1].result(n), acc[2].result(n)};
+    std::array<RegionStats, 3> out;
+    for (size_t c = 0; c < 3; ++c) {
+        StatsAccumulator acc;
+        for (uint32_t level = 0; level < 256; ++level) acc.add(level, counts[c][level]);
+        out[c] = acc.result(n);
+    }
+    return out;
 }

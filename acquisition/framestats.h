@@ -66,6 +66,15 @@ public:
         if (v < min_) min_ = v;
         if (v > max_) max_ = v;
     }
+    // `count` pixels of value v at once.
+    void add(uint32_t v, uint64_t count) {
+        if (count == 0) return;
+        count_ += count;
+        sum_ += uint64_t(v) * count;
+        sumSquares_ += (unsigned __int128)(uint64_t(v) * v) * count;
+        if (v < min_) min_ = v;
+        if (v > max_) max_ = v;
+    }
     RegionStats result(uint64_t pixels) const;
 
 private:
