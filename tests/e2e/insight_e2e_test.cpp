@@ -182,6 +182,17 @@ private slots:
     void healthAreaAgreesWithTheCameraUnderLoss() {
         HealthMonitor* monitor = s.window().healthMonitor();
         QVERIFY(monitor && monitor->available());
+        HealthArea* area = s.window().healthArea();
+        // Over TCP: frames and bytes, no datagrams to count.
+        QVERIFY(s.search(1) && s.startCamera(kCam));
+        QVERIFY(e2e::waitFor([&] { return area->valueText("transport") == "TCP"; }));
+        QVERIFY(area->valueText("rate").endsWith(" MB/s") && !area->valueText("rate").startsWith("0.0"));
+        QCOMPARE(area->valueText("datagrams"), QStringLiteral("-"));
+        QVERIFY(s.stop());
+        QCOMPARE(area->valueText("transport"), QStringLiteral("-"));  // no stream, no figures
+
+        // The transport is chosen when the camera is opened.
+        QVERIFY(s.click("pushButton_6") && s.settle());
         s.session().setTransport(false);
         QVERIFY(s.search(1) && s.startCamera(kCam));
         s.camera(kCam).faults().setLoss(0.1, 42);
@@ -192,18 +203,13 @@ private slots:
             last = f;
             ++figures;
         });
-        // The log gets one line once the loss passes its threshold.
+        // The log gets one line once the loss passes its threshold (5 %).
         QVERIFY(s.waitForLog(QString::fromUtf8("网络丢包")));
         QVERIFY(e2e::waitFor([&] { return figures >= 2; }));
         QVERIFY(last.udp);
-        QVERIFY2(last.lossShare > 0.05 && last.lossShare < 0.2, qPrintable(QString::number(last.lossShare)));
         QVERIFY(last.receivedFps > 0);
-        const auto camera = s.camera(kCam).stats();
-        // What the viewer counts lost the camera withheld; it asked again for them.
-        QVERIFY(last.packetsLost > 0 && last.packetsLost <= camera.udpDatagramsLost);
-        QVERIFY(last.packetsResendRequested >= last.packetsRecovered);
-        QVERIFY(camera.udpResendRequests > 0);
-        QCOMPARE(s.window().healthArea()->valueText("transport"), QStringLiteral("UDP"));
+        QCOMPARE(area->valueText("transport"), QStringLiteral("UDP"));
+        QVERIFY(area->valueText("datagrams").endsWith("%)"));
         if (!qEnvironmentVariableIsEmpty("DEXALON_INSIGHT_SHOTS")) {
             pickViewEntry("网络状态");
             keepShot("health-loss");
@@ -212,6 +218,25 @@ private slots:
         s.camera(kCam).faults().setLoss(0, 1);
         QVERIFY(s.waitForLog(QString::fromUtf8("网络已恢复")));
         QCOMPARE(s.logCount(QString::fromUtf8("网络丢包")), 1);
+        // The loss is over, so both sides' totals are final. Every datagram
+        // the camera withheld the viewer missed (a busy machine may miss
+        // more on its own), and what the viewer asked for again the camera
+        // sent again. On a quiet machine the three agree exactly.
+        const int seen = figures;
+        QVERIFY(e2e::waitFor([&] { return figures > seen; }));
+        const auto camera = s.camera(kCam).stats();
+        const QString counts = QString("viewer lost %1, asked %2, recovered %3; camera withheld %4, resent %5")
+                                   .arg(last.packetsLost)
+                                   .arg(last.packetsResendRequested)
+                                   .arg(last.packetsRecovered)
+                                   .arg(camera.udpDatagramsLost)
+                                   .arg(camera.udpDatagramsResent);
+        // A resend withheld again counts twice at the camera, once here.
+        QVERIFY2(double(last.packetsLost) >= 0.7 * double(camera.udpDatagramsLost), qPrintable(counts));
+        QVERIFY2(camera.udpDatagramsResent > 0 &&
+                     double(camera.udpDatagramsResent) <= 1.05 * double(last.packetsResendRequested) + 10,
+                 qPrintable(counts));
+        QVERIFY2(last.packetsRecovered > 0 && last.packetsRecovered <= last.packetsLost, qPrintable(counts));
         s.session().setTransport(true);
     }
 
