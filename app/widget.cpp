@@ -117,8 +117,9 @@ Widget::Widget(QWidget* parent, CameraInterface* camera)
 
 Widget::~Widget() {
     // The session first: no callback, script or event may reach the parts
-    // once they start going; then the frame workers; the recorder last, so
-    // every frame handed to it is written.
+    // once they start going; the health monitor, which reads the workers'
+    // state; then the frame workers; the recorder last, so every frame
+    // handed to it is written.
     session_.reset();
     healthMonitor_.reset();
     acquisition_.reset();
