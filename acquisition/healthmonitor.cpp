@@ -1,7 +1,6 @@
 #include "healthmonitor.h"
 
 #include <QCoreApplication>
-#include <QTimer>
 #include <chrono>
 
 #include "acquisition.h"
@@ -15,27 +14,29 @@ HealthMonitor::HealthMonitor(CameraInterface& camera, Acquisition& acquisition, 
     : camera_(camera), acquisition_(acquisition), painted_(std::move(painted)), log_(std::move(log)) {
     qRegisterMetaType<HealthFigures>("HealthFigures");
     if (!available() || intervalMs <= 0) return;
-    thread_.setObjectName(QStringLiteral("health"));
-    timer_ = new QTimer;
-    timer_->setInterval(intervalMs);
-    timer_->moveToThread(&thread_);
-    // The time between two readings is measured, not assumed: a loaded
-    // machine fires the timer late.
-    auto last = std::make_shared<std::chrono::steady_clock::time_point>(std::chrono::steady_clock::now());
-    connect(timer_, &QTimer::timeout, timer_, [this, last] {
-        const auto now = std::chrono::steady_clock::now();
-        const double seconds = std::chrono::duration<double>(now - *last).count();
-        *last = now;
-        sample(seconds);
+    thread_ = std::thread([this, intervalMs] {
+        using Clock = std::chrono::steady_clock;
+        // The time between two readings is measured, not assumed: a loaded
+        // machine wakes the thread late.
+        Clock::time_point last = Clock::now();
+        std::unique_lock<std::mutex> lock(wakeMutex_);
+        while (!wake_.wait_for(lock, std::chrono::milliseconds(intervalMs), [this] { return stop_; })) {
+            lock.unlock();
+            const Clock::time_point now = Clock::now();
+            sample(std::chrono::duration<double>(now - last).count());
+            last = now;
+            lock.lock();
+        }
     });
-    connect(&thread_, &QThread::started, timer_, [this] { timer_->start(); });
-    connect(&thread_, &QThread::finished, timer_, &QObject::deleteLater);
-    thread_.start();
 }
 
 HealthMonitor::~HealthMonitor() {
-    thread_.quit();
-    thread_.wait();
+    {
+        std::lock_guard<std::mutex> lock(wakeMutex_);
+        stop_ = true;
+    }
+    wake_.notify_all();
+    if (thread_.joinable()) thread_.join();
 }
 
 void HealthMonitor::sample(double seconds) {

@@ -6,16 +6,16 @@
 #pragma once
 
 #include <QObject>
-#include <QThread>
+#include <condition_variable>
 #include <functional>
 #include <mutex>
+#include <thread>
 
 #include "camerainterface.h"
 #include "logline.h"
 #include "streamhealth.h"
 
 class Acquisition;
-class QTimer;
 
 Q_DECLARE_METATYPE(HealthFigures)
 
@@ -44,8 +44,12 @@ private:
     Acquisition& acquisition_;
     PaintedFrames painted_;
     LogSink log_;
-    QThread thread_;
-    QTimer* timer_ = nullptr;
+
+    // The reading thread: a plain thread whose end the destructor joins.
+    std::thread thread_;
+    std::mutex wakeMutex_;
+    std::condition_variable wake_;
+    bool stop_ = false;  // under wakeMutex_
 
     std::mutex mutex_;  // sample() may come from a test thread too
     bool haveBaseline_ = false;

@@ -272,6 +272,8 @@ private slots:
         QCOMPARE(replay.serial().substr(0, 8), std::string("D3REPLAY"));
 
         DeviceManager& dm = DeviceManager::GetInstance();
+        // A colour frame is encoded and decoded on the way: room for a slow (sanitizer) build.
+        dm.SetTimeout(5000);
         QCOMPARE(dm.InitDevice(replay.deviceString(), true), SUCCESS);
         QCOMPARE(dm.StartStream(), SUCCESS);
         DataContainer<RGB888Pixel> rgb;
