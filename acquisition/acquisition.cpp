@@ -120,6 +120,7 @@ void Acquisition::tofFrame() {
     if (rgb) getRgbDat();
     getIrDat();
     if (cloudWanted_) getCpDat();
+    analysis_.analyse(f);
     if (FrameRecorder* recorder = recorder_) recorder->frameReady(f, false);
 }
 
@@ -144,6 +145,7 @@ void Acquisition::registrationFrame() {
     getRgbDat();
     getIrDat();
     if (cloudWanted_) getCpDat(f.rgbPoints);
+    analysis_.analyse(f);
     if (FrameRecorder* recorder = recorder_) recorder->frameReady(f, true);
 }
 

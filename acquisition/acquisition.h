@@ -13,6 +13,7 @@
 #include <thread>
 
 #include "camerainterface.h"
+#include "frameanalysis.h"
 #include "framebuffers.h"
 #include "frameconverter.h"
 #include "framerecorder.h"
@@ -58,6 +59,8 @@ public:
     void cloudTaken() { cloudPending_.store(false, std::memory_order_release); }
 
     unsigned frameReads(FrameRead kind) const { return frameReads_[kind].load(); }
+    // The histogram and region figures of every converted frame.
+    FrameAnalysis& analysis() { return analysis_; }
 
 signals:
     void paintIR();
@@ -106,6 +109,7 @@ private:
     std::atomic<bool> cloudPending_{false};
     std::array<std::atomic<unsigned>, FrameReadKinds> frameReads_{};
 
+    FrameAnalysis analysis_;
     std::atomic<FrameRecorder*> recorder_{nullptr};
     std::atomic<bool> stop_{false};
     std::mutex idleMutex_;

@@ -10,6 +10,8 @@
 #include <string>
 #include <vector>
 
+#include "streamhealth.h"
+
 class CameraInterface {
 public:
     using LinkCallback = std::function<void(std::string, std::string, void*)>;
@@ -98,5 +100,11 @@ public:
     virtual bool SaveAsPLYFile(const std::string& path, DataContainer<PointXYZ>& points, bool binary) = 0;
     virtual bool SaveAsPLYFile(const std::string& path, DataContainer<PointXYZRGBI>& points, bool binary) = 0;
     virtual std::string GetReturnCodeDescriptor(ReturnCode code) = 0;
+
+    // Optional: the stream's counters, where the SDK keeps them (an SDK with
+    // only the DeviceManager interface does not). Reads no camera; cheap.
+    virtual bool hasStreamStatistics() const { return false; }
+    virtual bool readStreamStatistics(StreamStatistics& /*out*/) { return false; }
+
     static CameraInterface& device();
 };

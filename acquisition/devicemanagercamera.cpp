@@ -1,5 +1,12 @@
 #include "camerainterface.h"
 
+// Our SDK's extensions carry the stream counters; a vendor build of the
+// interface has only DeviceManager.h, and the viewer then does without them.
+#if __has_include(<d3_sdk/Extensions.h>)
+#include <d3_sdk/Extensions.h>
+#define D3_HAVE_STREAM_STATS 1
+#endif
+
 namespace {
 
 // Plain forwarding: the SDK is safe to call from several threads.
@@ -96,6 +103,25 @@ public:
         return DeviceManager::SaveAsPLYFile(path, points, binary);
     }
     std::string GetReturnCodeDescriptor(ReturnCode code) override { return dm().GetReturnCodeDescriptor(code); }
+#ifdef D3_HAVE_STREAM_STATS
+    bool hasStreamStatistics() const override { return true; }
+    bool readStreamStatistics(StreamStatistics& out) override {
+        d3sdk::StreamStats s;
+        if (d3sdk::GetStreamStats(s) != SUCCESS) return false;
+        out.framesComplete = s.framesComplete;
+        out.framesDropped = s.framesDropped;
+        out.framesDelivered = s.framesDelivered;
+        out.bytesReceived = s.bytesReceived;
+        out.meanLatencyMs = s.meanUnpackMs;
+        out.maxLatencyMs = s.maxUnpackMs;
+        out.udp = s.udp;
+        out.packetsReceived = s.packetsReceived;
+        out.packetsLost = s.packetsLost;
+        out.packetsResendRequested = s.packetsResendRequested;
+        out.packetsRecovered = s.packetsRecovered;
+        return true;
+    }
+#endif
 
 private:
     static DeviceManager& dm() { return DeviceManager::GetInstance(); }

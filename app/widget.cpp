@@ -17,6 +17,7 @@
 #include "debug.h"
 #include "framedisplay.h"
 #include "framefileslots.h"
+#include "healthmonitor.h"
 #include "netsetting.h"
 #include "panearea.h"
 #include "promptpresenter.h"
@@ -109,6 +110,7 @@ Widget::Widget(QWidget* parent, CameraInterface* camera)
 
     setWindowIcon(QIcon(":/source/kxlogo.ico"));
     initMenu();
+    initInsightViews(log);
     setUiText();
     connectParts();
     getLanguage();
@@ -117,9 +119,11 @@ Widget::Widget(QWidget* parent, CameraInterface* camera)
 
 Widget::~Widget() {
     // The session first: no callback, script or event may reach the parts
-    // once they start going; then the frame workers; the recorder last, so
-    // every frame handed to it is written.
+    // once they start going; the health monitor, which reads the workers'
+    // state; then the frame workers; the recorder last, so every frame
+    // handed to it is written.
     session_.reset();
+    healthMonitor_.reset();
     acquisition_.reset();
     recorder_.reset();
     delete debugWindow_;

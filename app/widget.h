@@ -10,6 +10,7 @@
 
 #include "camerainterface.h"
 #include "imageconverter.h"
+#include "logline.h"
 #include "metatypes.h"
 
 class Acquisition;
@@ -19,6 +20,8 @@ class ConfigCommands;
 class ControlPanel;
 class FrameDisplay;
 class FrameFileSlots;
+class HealthArea;
+class HealthMonitor;
 class PaneArea;
 class PromptPresenter;
 class QAction;
@@ -55,6 +58,8 @@ public:
     ControlPanel* controlPanel() const;
     debug* debugWindow() const { return debugWindow_; }
     TcpORudp* transportDialog() const { return tcpDialog_; }
+    HealthMonitor* healthMonitor() const { return healthMonitor_.get(); }
+    HealthArea* healthArea() const { return healthArea_; }
 
 signals:
     // Kept for a future emitter: nothing emits them today.
@@ -79,6 +84,9 @@ private:
     void connectParts();
     void connectSaving();
     void onCloseFinished(bool accepted);
+    // widget_insight.cpp: the health strip and the depth histogram.
+    void initInsightViews(const LogSink& log);
+    void retranslateInsightViews();
 
     Ui::Widget* ui;
     debug* debugWindow_ = nullptr;
@@ -119,4 +127,8 @@ private:
     QAction* actionChinese_ = nullptr;
     QAction* actionEnglish_ = nullptr;
     QAction* actionDebug_ = nullptr;
+    QAction* actionHealth_ = nullptr;
+    QAction* actionHistogram_ = nullptr;
+    std::unique_ptr<HealthMonitor> healthMonitor_;
+    HealthArea* healthArea_ = nullptr;
 };

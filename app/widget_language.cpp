@@ -82,4 +82,5 @@ void Widget::setUiText() {
     actionChinese_->setText(tr("中文"));
     actionEnglish_->setText(tr("English"));
     actionDebug_->setText(tr("调试信息"));
+    retranslateInsightViews();
 }

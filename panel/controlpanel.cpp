@@ -229,6 +229,15 @@ void ControlPanel::submitHolding(CameraScript script) {
     emit cameraScript(script);
 }
 
+void ControlPanel::commitColourRange(int minDistance, int maxDistance) {
+    SliderEditer* minEditor = ui->widget_min_color_mapping;
+    SliderEditer* maxEditor = ui->widget_max_color_mapping;
+    const bool maxFirst = minDistance > maxEditor->value();
+    if (maxFirst && maxDistance != maxEditor->value()) maxEditor->commitValue(maxDistance);
+    if (minDistance != minEditor->value()) minEditor->commitValue(minDistance);
+    if (!maxFirst && maxDistance != maxEditor->value()) maxEditor->commitValue(maxDistance);
+}
+
 void ControlPanel::emitColourRange(bool cloud) {
     emit colourRangeChanged(ui->widget_min_color_mapping->value(), ui->widget_max_color_mapping->value(), cloud);
 }

@@ -75,6 +75,12 @@ public slots:
     void timedService();
     // Stores the camera's current settings in the camera.
     void saveTheConfigurationToDevice();
+    // A colour range chosen outside the panel (the depth histogram): each
+    // limit that differs is committed through its editor, as if typed there,
+    // so the editors' rules and handlers run as for the user's own input.
+    // The maximum goes first when the range moves up, so the minimum never
+    // passes it on the way.
+    void commitColourRange(int minDistance, int maxDistance);
 
 signals:
     void cameraScript(const CameraScript& script);

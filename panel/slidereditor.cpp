@@ -106,6 +106,15 @@ void SliderEditer::onSliderMoved(int v) {
     currentValue = v;
 }
 
+bool SliderEditer::commitValue(int v) {
+    if (!enabledFlag) return false;
+    QSlider* s = ui->horizontalSlider;
+    s->setValue(v);
+    ui->lineEdit->setText(QString::number(s->value()));
+    emit ValChanged(s->value());
+    return true;
+}
+
 void SliderEditer::onEditingFinished() {
     QSlider* s = ui->horizontalSlider;
     s->setValue(ui->lineEdit->text().toInt(nullptr, 10));

@@ -26,6 +26,10 @@ public:
     void setCheckBoxVisible(bool on);
     void setChecked(bool on);
     void setEnable(bool on);
+    // A value committed from elsewhere in the window (a histogram handle) as
+    // if the user had entered it here: clamped to the range, shown, and
+    // reported with ValChanged. Refused (false) while the editor takes no input.
+    bool commitValue(int v);
 
     // Digits of max, as the field's maximum length (0 for max == 0).
     static int digitCount(int max);

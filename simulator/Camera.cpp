@@ -36,6 +36,16 @@ CameraIdentity Camera::makeIdentity(char model, const std::string& address, cons
     return id;
 }
 
+CameraIdentity Camera::makeReplayIdentity(char model, const std::string& address) {
+    CameraIdentity id = makeIdentity(model, address, std::string());
+    // Same length and model position as a simulated camera's serial.
+    id.serial.replace(0, 8, "D3REPLAY");
+    id.deviceVersion = std::string(modelName(model)) + " replay";
+    return id;
+}
+
+void Camera::setRecording(std::shared_ptr<const Recording> recording) { recording_ = std::move(recording); }
+
 const char* Camera::modelName(char model) {
     switch (model) {
         case '0':
@@ -180,6 +190,11 @@ void Camera::render(uint64_t frameNo, FrameSet& out) {
         s = settings_;
         reset = resetGenerator_;
         resetGenerator_ = false;
+    }
+    if (recording_) {
+        recording_->frame(frameNo, out, yuvScratch_);
+        lastExposureUs_ = s.tofExposureUs;
+        return;
     }
     if (reset) generator_.reset();
     generator_.render(frameNo, s, out);

@@ -6,6 +6,7 @@
 #include <atomic>
 #include <chrono>
 #include <cstdint>
+#include <memory>
 #include <mutex>
 #include <string>
 #include <vector>
@@ -13,6 +14,7 @@
 #include "CameraSettings.h"
 #include "CameraStore.h"
 #include "FrameGenerator.h"
+#include "Recording.h"
 #include "d3_protocol/Commands.h"
 #include "d3_protocol/Message.h"
 #include "d3_protocol/Payloads.h"
@@ -41,6 +43,14 @@ public:
     // unless `serial` is given, a MAC derived from the address, a device version naming the model.
     static CameraIdentity makeIdentity(char model, const std::string& address, const std::string& serial);
     static const char* modelName(char model);
+    // Identity of a camera replaying a capture: serial "D3REPLAY<model><6 digits from the address>".
+    static CameraIdentity makeReplayIdentity(char model, const std::string& address);
+
+    // Serves `recording` (looping) instead of the synthetic scene. Only the
+    // frame rate and the trigger settings still change anything; every other
+    // setter that would change a setting is refused with kRefusedByRecording.
+    void setRecording(std::shared_ptr<const Recording> recording);
+    bool replaying() const { return recording_ != nullptr; }
 
     const CameraIdentity& identity() const { return identity_; }
     char model() const { return identity_.model; }
@@ -116,7 +126,9 @@ private:
     std::atomic<bool> streaming_{false};
     std::atomic<bool> slotErased_{false};
     std::atomic<int> lastExposureUs_{0};
-    std::mutex renderMutex_;  // the generator keeps filter history; one render at a time
+    std::shared_ptr<const Recording> recording_;  // set before the camera serves
+    std::vector<uint8_t> yuvScratch_;             // under renderMutex_
+    std::mutex renderMutex_;                      // the generator keeps filter history; one render at a time
     bool resetGenerator_ = false;
 };
 

@@ -50,6 +50,27 @@ void applyExposureLimits(CameraSettings& s) {
 
 bool isLoopback(uint32_t ip) { return (ip >> 24) == 127; }
 
+bool sameFilter(const FilterSetting& a, const FilterSetting& b) {
+    return a.enable == b.enable && a.value == b.value && a.value2 == b.value2;
+}
+
+bool sameSettings(const CameraSettings& a, const CameraSettings& b) {
+    return a.tofExposureUs == b.tofExposureUs && a.tofAutoExposure == b.tofAutoExposure &&
+           a.singleIntegral == b.singleIntegral && a.hdr == b.hdr && a.frameRate == b.frameRate &&
+           a.irGamma == b.irGamma && a.triggerMode == b.triggerMode && a.hardTriggerDelayMs == b.hardTriggerDelayMs &&
+           a.hardTriggerDelayUs == b.hardTriggerDelayUs && a.frequencyMode == b.frequencyMode &&
+           sameFilter(a.timeMedian, b.timeMedian) && sameFilter(a.flyPixel, b.flyPixel) &&
+           sameFilter(a.confidence, b.confidence) && sameFilter(a.spatial, b.spatial) &&
+           a.rgbAutoExposure == b.rgbAutoExposure && a.rgbExposureUs == b.rgbExposureUs && a.rgbGain == b.rgbGain &&
+           a.rgbContrast == b.rgbContrast;
+}
+
+// A replayed capture can still be paced and triggered; everything else was
+// fixed when it was recorded.
+bool replayCanHonour(Command cmd) {
+    return cmd == Command::SetFrameRate || cmd == Command::SetTriggerMode || cmd == Command::SetHardTriggerDelay;
+}
+
 }  // namespace
 
 int32_t Camera::execute(Command cmd, const Json& args, Json& reply, AfterReply& after) {
@@ -100,6 +121,10 @@ int32_t Camera::execute(Command cmd, const Json& args, Json& reply, AfterReply& 
                     std::lock_guard<std::mutex> lock(mutex_);
                     CameraSettings s = settings_;
                     status = setParameter(cmd, args, s);
+                    // Asking a replay for what it already has is no change, so
+                    // a client restoring its settings is not refused.
+                    if (status == st::kSuccess && recording_ && !replayCanHonour(cmd) && !sameSettings(s, settings_))
+                        status = st::kRefusedByRecording;
                     if (status == st::kSuccess) settings_ = s;
                 }
         }

@@ -18,14 +18,21 @@ CameraServer::Impl::Impl(ServerConfig c)
     NetworkSettings net;
     net.ip = config.address;
     CameraSettings defaults;
+    if (config.recording) {
+        config.model = config.recording->model();
+        if (config.fps <= 0) config.fps = config.recording->frameRate();
+    }
     if (config.fps > 0) {
         defaults.frameRate = std::min(config.fps, 25);
         const ExposureLimit lim = exposureLimitForFps(defaults.frameRate);
         defaults.tofExposureUs = std::min(defaults.tofExposureUs, lim.tofMaxUs);
         defaults.rgbExposureUs = std::min(defaults.rgbExposureUs, lim.rgbMaxUs);
     }
-    camera = std::make_unique<Camera>(Camera::makeIdentity(config.model, config.address, config.serial), net,
-                                      config.stateDir, config.seed, defaults);
+    CameraIdentity identity = config.recording && config.serial.empty()
+                                  ? Camera::makeReplayIdentity(config.model, config.address)
+                                  : Camera::makeIdentity(config.model, config.address, config.serial);
+    camera = std::make_unique<Camera>(identity, net, config.stateDir, config.seed, defaults);
+    if (config.recording) camera->setRecording(config.recording);
 }
 
 void CameraServer::Impl::setError(const std::string& e) {

@@ -32,6 +32,10 @@ struct ServerConfig {
     int flashEraseMs = 300;
     int flashWriteMs = 1000;
     int firmwareIdleTimeoutMs = 10000;
+    // Set: the camera replays this capture; its model comes from the capture,
+    // its serial starts with "D3REPLAY" and, without fps, it runs at the
+    // capture's own rate.
+    std::shared_ptr<const Recording> recording;
 };
 
 class CameraServer {

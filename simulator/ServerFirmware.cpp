@@ -16,10 +16,6 @@ namespace st = d3proto::status;
 
 namespace {
 
-// Status answers of the flash that have no older meaning on the wire.
-constexpr int32_t kFlashWriteFailed = 16;
-constexpr int32_t kFlashNotErased = 17;
-
 Json why(const std::string& text) { return {{"error", text}}; }
 
 }  // namespace
@@ -194,7 +190,7 @@ void CameraServer::Impl::firmwareCommit(const Connection::Ptr& conn, const d3pro
     };
     if (!m.write) return answer(st::kSuccess, d3proto::toJson(result), afterReply);
     if (!camera->updateSlotErased())
-        return answer(kFlashNotErased, why("the update slot is not erased; begin the update with erase"));
+        return answer(st::kFlashNotErased, why("the update slot is not erased; begin the update with erase"));
 
     camera->logCommand("FirmwareWrite", d3proto::dump(Json{{"version", result.version}}), st::kSuccess);
     flashOperation(config.flashWriteMs, [this, conn, h, args, result, afterReply]() mutable {
@@ -208,7 +204,7 @@ void CameraServer::Impl::firmwareCommit(const Connection::Ptr& conn, const d3pro
         int32_t status = st::kSuccess;
         Json body;
         if (bad) {
-            status = kFlashWriteFailed;
+            status = st::kFlashWriteFailed;
             body =
                 why("verification after writing failed: the flash did not take the image; the camera keeps "
                     "firmware " +

@@ -28,6 +28,7 @@ bool SimulatedCameras::start() {
         c.accessWord = config_.accessWord;
         c.flashEraseMs = config_.flashEraseMs;
         c.flashWriteMs = config_.flashWriteMs;
+        if (i == 0) c.recording = config_.recording;
         auto server = std::make_unique<CameraServer>(c);
         if (!server->start()) {
             error_ = "camera " + std::to_string(i) + " at " + c.address + ": " + server->lastError();

@@ -22,6 +22,8 @@ struct CamerasConfig {
     std::string accessWord = "qm-tbrwkex";
     int flashEraseMs = 300;
     int flashWriteMs = 1000;
+    // Camera 0 replays this capture (see ServerConfig::recording).
+    std::shared_ptr<const Recording> recording;
 };
 
 class SimulatedCameras {

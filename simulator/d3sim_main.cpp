@@ -32,7 +32,13 @@ int main(int argc, char** argv) {
         ->default_val("3");
     app.add_option("--base-address", config.baseAddress, "address of the first camera")->default_val("127.0.0.2");
     app.add_option("--state", config.stateDir, "state folder; each camera keeps <DIR>/<serial>/");
-    app.add_option("--fps", config.fps, "initial frame rate (1..25)")->check(CLI::Range(1, 25));
+    app.add_option("--fps", config.fps, "initial frame rate (1..25); with --replay, the replay rate")
+        ->check(CLI::Range(1, 25));
+    std::string replayFolder;
+    app.add_option("--replay", replayFolder,
+                   "the first camera serves the frames saved by the viewer in this folder (continuous saving or "
+                   "single saves), looping, at the recorded rate unless --fps is given; its model follows the "
+                   "capture (colour size) and settings the capture cannot honour are refused with code 18");
     app.add_option("--seed", config.seed, "noise seed (camera i uses seed + i)");
     app.add_option("--discovery-port", config.discoveryPort, "UDP discovery port")->default_val(48600);
     app.add_option("--reboot-ms", config.rebootMs, "how long a camera stays away when it reboots")->default_val(2000);
@@ -80,6 +86,22 @@ int main(int argc, char** argv) {
         config.models.push_back(item[0]);
     }
     while (int(config.models.size()) < config.count) config.models.push_back(config.models.back());
+    if (!replayFolder.empty()) {
+        auto recording = std::make_shared<d3sim::Recording>();
+        std::string error;
+        if (!recording->load(replayFolder, error)) {
+            std::fprintf(stderr, "d3sim: --replay: %s\n", error.c_str());
+            return 1;
+        }
+        std::printf(
+            "replay %s: %zu frames, %s, recorded at %s\n", replayFolder.c_str(), recording->frameCount(),
+            recording->colour()
+                ? (std::to_string(recording->rgbWidth()) + "x" + std::to_string(recording->rgbHeight()) + " colour")
+                      .c_str()
+                : "no colour",
+            recording->frameRate() > 0 ? (std::to_string(recording->frameRate()) + " fps").c_str() : "an unknown rate");
+        config.recording = std::move(recording);
+    }
 
     // Block the signals before any thread starts, so only sigwait below sees them.
     sigset_t signals;

@@ -9,12 +9,14 @@
 
 #include "acquisition.h"
 #include "cloudpoint.h"
+#include "depthhistogram.h"
 #include "frameitem.h"
 #include "graphicsview.h"
 #include "imageconverter.h"
 #include "logline.h"
 #include "panearea.h"
 #include "readout.h"
+#include "regiontext.h"
 
 namespace {
 
@@ -74,7 +76,16 @@ QString rgbText(QRgb c) { return QStringLiteral("rgb(%1,%2,%3)").arg(qRed(c)).ar
 struct FrameDisplay::Panes {
     PaneState dep, ir, rgb;
     std::vector<TrayArea> trays;
+    FrameFigures figures;  // the newest, copied from the workers
+    RegionSource region = RegionSource::None;
+    int64_t regionTextAt = 0;  // when the region's text was last rebuilt (µs)
 };
+
+namespace {
+// The region's figures change with every frame's noise; a few readings a
+// second are all anyone can read.
+constexpr int64_t kRegionTextIntervalUs = 200000;
+}  // namespace
 
 FrameDisplay::FrameDisplay(PaneArea& panes, Acquisition& acquisition, ImageConverter& converter,
                            QTableWidget* trayTable, QObject* parent)
@@ -86,7 +97,8 @@ FrameDisplay::FrameDisplay(PaneArea& panes, Acquisition& acquisition, ImageConve
       sceneIR_(new QGraphicsScene(this)),
       sceneRgb_(new QGraphicsScene(this)),
       sceneDep_(new QGraphicsScene(this)),
-      state_(std::make_unique<Panes>()) {
+      state_(std::make_unique<Panes>()),
+      histogram_(panes.depthHistogram()) {
     panes_.cloudView()->configurePoints(false, 640 * 480, 640, 480);
     panes_.irView()->setScene(sceneIR_);
     panes_.rgbView()->setScene(sceneRgb_);
@@ -114,6 +126,17 @@ FrameDisplay::FrameDisplay(PaneArea& panes, Acquisition& acquisition, ImageConve
     connect(&panes_, &PaneArea::paneChecked, this, [this](int x, bool on) {
         if (x == 3) acquisition_.setCloudWanted(on);
     });
+
+    connect(&acquisition_.analysis(), &FrameAnalysis::figuresReady, this, &FrameDisplay::showFigures);
+    const std::pair<GraphicsView*, RegionSource> views[] = {{panes_.depthView(), RegionSource::Depth},
+                                                            {panes_.irView(), RegionSource::Ir},
+                                                            {panes_.rgbView(), RegionSource::Rgb}};
+    for (const auto& [view, source] : views) {
+        connect(view, &GraphicsView::regionSelected, this,
+                [this, source = source](int x1, int y1, int x2, int y2) { setRegion(source, x1, y1, x2, y2); });
+        connect(view, &GraphicsView::regionCleared, this, &FrameDisplay::clearRegion);
+    }
+    histogram_->setRange(converter_.minDistance(), converter_.maxDistance());
 }
 
 FrameDisplay::~FrameDisplay() = default;
@@ -217,6 +240,7 @@ void FrameDisplay::setTrayAreas(const std::vector<TrayArea>& areas) { state_->tr
 
 void FrameDisplay::setColourRange(int minDistance, int maxDistance, bool cloud) {
     converter_.setColourRange(minDistance, maxDistance);
+    histogram_->setRange(minDistance, maxDistance);
     if (cloud) panes_.cloudView()->setRange(minDistance, maxDistance);
 }
 
@@ -298,10 +322,59 @@ void FrameDisplay::applySessionEvent(SessionEvent event, const SessionStatus& st
             for (int pane : {1, 2, 4}) panes_.fpsLabel(pane)->setText(QStringLiteral("0fps"));
             break;
         case SessionEvent::ClearScenes:
+            clearRegion();
             for (QGraphicsScene* scene : {sceneIR_, sceneRgb_, sceneDep_}) scene->clear();
             panes_.cloudView()->clearWindow();
             break;
         default:
             break;
     }
+}
+
+void FrameDisplay::showHistogram(bool on) {
+    histogram_->setVisible(on);
+    acquisition_.analysis().setHistogramWanted(on);
+}
+
+FrameItem* FrameDisplay::regionItem(RegionSource source) {
+    switch (source) {
+        case RegionSource::Depth:
+            return state_->dep.item;
+        case RegionSource::Ir:
+            return state_->ir.item;
+        case RegionSource::Rgb:
+            return state_->rgb.item;
+        case RegionSource::None:
+            break;
+    }
+    return nullptr;
+}
+
+void FrameDisplay::setRegion(RegionSource source, int x1, int y1, int x2, int y2) {
+    if (FrameItem* old = regionItem(state_->region)) old->clearRegion();
+    state_->region = source;
+    state_->regionTextAt = 0;
+    acquisition_.analysis().setRegion(source, x1, y1, x2, y2);
+}
+
+void FrameDisplay::clearRegion() {
+    if (FrameItem* old = regionItem(state_->region)) old->clearRegion();
+    state_->region = RegionSource::None;
+    acquisition_.analysis().clearRegion();
+}
+
+void FrameDisplay::showFigures() {
+    FrameFigures& f = state_->figures;
+    acquisition_.analysis().take(f);
+    ++figuresShown_;
+    if (f.histogramValid && !histogram_->isHidden()) histogram_->setHistogram(f.histogram);
+    // Figures of a region the user has since moved or cleared are stale.
+    if (f.regionSource == RegionSource::None || f.regionSource != state_->region) return;
+    FrameItem* item = regionItem(f.regionSource);
+    if (!item) return;
+    const int64_t now = monotonicMicroseconds();
+    const QRect rect(QPoint(f.region.left, f.region.top), QPoint(f.region.right, f.region.bottom));
+    if (item->hasRegion() && item->region() == rect && now - state_->regionTextAt < kRegionTextIntervalUs) return;
+    state_->regionTextAt = now;
+    item->setRegion(rect, regionStatsText(f));
 }

@@ -1,7 +1,9 @@
 // Draws what the frame workers prepared into the panes (the pictures, the
 // value under the last click, the frame rates, tray outlines) and hands point
 // frames to the 3D view. Also switches the views between the plain and the
-// registered frames. GUI thread only.
+// registered frames, and shows the figures the workers compute about each
+// frame: the depth histogram and the statistics of a dragged-out region.
+// GUI thread only.
 #pragma once
 
 #include <QObject>
@@ -11,10 +13,14 @@
 #include <vector>
 
 #include "camerascript.h"
+#include "frameanalysis.h"
 #include "framerecords.h"
 #include "sessionstate.h"
 
 class Acquisition;
+class DepthHistogramView;
+class FrameItem;
+class GraphicsView;
 class ImageConverter;
 class PaneArea;
 class QGraphicsScene;
@@ -29,6 +35,8 @@ public:
 
     // Frames drawn per pane: 1 depth, 2 IR, 3 point-cloud hand-offs, 4 colour.
     unsigned paintedFrames(int pane) const { return painted_[std::size_t(pane & 3)].load(); }
+    // Frames whose histogram or region figures were shown.
+    unsigned figuresShown() const { return figuresShown_; }
 
 public slots:
     void paintDepSlots();
@@ -51,6 +59,13 @@ public slots:
     // come back as a script whose results nobody judges.
     CameraScript importedRegistration(bool rgbToDepth, bool depthToRgb, bool colouredCloud);
     void applySessionEvent(SessionEvent event, const SessionStatus& status);
+    // The depth histogram under the depth picture; the workers count depths
+    // only while it is shown.
+    void showHistogram(bool on);
+    // Region statistics, live from the next frame on, of a rectangle of one
+    // picture (corners in its pixels); one region at a time.
+    void setRegion(RegionSource source, int x1, int y1, int x2, int y2);
+    void clearRegion();
 
 signals:
     void cameraScript(const CameraScript& script);
@@ -60,6 +75,8 @@ signals:
 private:
     struct Panes;
     void resizeImageViewsForMode();
+    void showFigures();
+    FrameItem* regionItem(RegionSource source);
 
     PaneArea& panes_;
     Acquisition& acquisition_;
@@ -71,4 +88,6 @@ private:
     std::unique_ptr<Panes> state_;
     QSize colourSize_;
     std::array<std::atomic<unsigned>, 4> painted_{};
+    DepthHistogramView* histogram_;
+    unsigned figuresShown_ = 0;
 };

@@ -7,9 +7,62 @@
 namespace {
 // Room for the read-out text next to a marker at the right or bottom edge.
 constexpr qreal kTextMargin = 160.0;
+const QColor kRegionColour(255, 214, 0);
 }  // namespace
 
+// Figures of the region on a dark plate, in screen pixels at any zoom.
+class RegionLabel : public QGraphicsItem {
+public:
+    explicit RegionLabel(QGraphicsItem* parent) : QGraphicsItem(parent) {
+        setFlag(ItemIgnoresTransformations);
+        setZValue(1);
+    }
+    void setText(const QString& text) {
+        if (text == text_) return;
+        prepareGeometryChange();
+        text_ = text;
+        // The painter's device may measure the font a little wider than the
+        // screen does: the plate is sized when painted, within this room.
+        const QFontMetrics m(font_);
+        size_ =
+            m.boundingRect(QRect(0, 0, 2000, 1000), Qt::AlignLeft | Qt::AlignTop, text_).size() * 1.5 + QSize(40, 20);
+    }
+    QString text() const { return text_; }
+    QRectF boundingRect() const override { return QRectF(QPointF(0, 0), QSizeF(size_)); }
+    void paint(QPainter* p, const QStyleOptionGraphicsItem*, QWidget*) override {
+        p->setFont(font_);
+        const QRectF text = p->boundingRect(QRectF(6, 4, 2000, 1000), Qt::AlignLeft | Qt::AlignTop, text_);
+        p->setPen(Qt::NoPen);
+        p->setBrush(QColor(0, 0, 0, 180));
+        p->drawRoundedRect(text.adjusted(-6, -4, 6, 4), 4, 4);
+        p->setPen(kRegionColour);
+        p->drawText(text, Qt::AlignLeft | Qt::AlignTop, text_);
+    }
+
+private:
+    QString text_;
+    QSize size_;
+    QFont font_{QStringLiteral("微软雅黑"), 9};
+};
+
 FrameItem::FrameItem(QGraphicsItem* parent) : QGraphicsObject(parent) { rects_.reserve(16); }
+
+void FrameItem::setRegion(const QRect& region, const QString& text) {
+    if (!regionLabel_) regionLabel_ = new RegionLabel(this);
+    region_ = region;
+    regionLabel_->setText(text);
+    regionLabel_->setPos(region.right() + 1, region.top());
+    regionLabel_->show();
+    update();
+}
+
+void FrameItem::clearRegion() {
+    region_ = QRect();
+    if (regionLabel_) regionLabel_->hide();
+    update();
+}
+
+QString FrameItem::regionText() const { return regionLabel_ && hasRegion() ? regionLabel_->text() : QString(); }
 
 void FrameItem::setFrame(const QImage& frame) {
     if (frame_.size() != frame.size() || frame_.format() != frame.format()) {
@@ -46,6 +99,14 @@ void FrameItem::paint(QPainter* painter, const QStyleOptionGraphicsItem*, QWidge
     const QFontMetricsF metrics(painter->font());
     // Text items are placed by their top-left corner.
     painter->drawText(QPointF(m.x(), m.y() + metrics.ascent()), markerText_);
+    if (hasRegion()) {
+        QPen pen(kRegionColour);
+        pen.setCosmetic(true);
+        pen.setWidth(2);
+        painter->setPen(pen);
+        painter->setBrush(Qt::NoBrush);
+        painter->drawRect(QRectF(region_.left(), region_.top(), region_.width(), region_.height()));
+    }
     if (rects_.empty()) return;
     painter->setPen(QPen(QColor(Qt::red)));
     for (const Rect& r : rects_) {

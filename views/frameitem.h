@@ -32,6 +32,15 @@ public:
     void addRect(int id, const PalletArea& rect);
     int rectCount() const { return int(rects_.size()); }
 
+    // The region whose statistics are shown: its outline (image pixels,
+    // inclusive) and the figures beside it, which keep their size whatever
+    // the zoom.
+    void setRegion(const QRect& region, const QString& text);
+    void clearRegion();
+    bool hasRegion() const { return !region_.isNull(); }
+    QRect region() const { return region_; }
+    QString regionText() const;
+
     QRectF boundingRect() const override;
     void paint(QPainter* painter, const QStyleOptionGraphicsItem* option, QWidget* widget) override;
 
@@ -45,4 +54,6 @@ private:
     QColor markerColour_ = Qt::red;
     QString markerText_;
     std::vector<Rect> rects_;
+    QRect region_;
+    class RegionLabel* regionLabel_ = nullptr;
 };

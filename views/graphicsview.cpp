@@ -1,21 +1,27 @@
 #include "graphicsview.h"
 
 #include <QDebug>
+#include <QKeyEvent>
 #include <QMouseEvent>
+#include <QRubberBand>
 #include <QScrollBar>
 #include <QWheelEvent>
 #include <algorithm>
+#include <cmath>
 
 namespace {
 
 QPointF clicked;
 QPointF normalised;
+// Shorter drags are clicks with a shaky hand, not regions.
+constexpr int kRegionDragPixels = 6;
 
 }  // namespace
 
 GraphicsView::GraphicsView(QWidget* parent) : QGraphicsView(parent) {
     setHorizontalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
     setVerticalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
+    setFocusPolicy(Qt::StrongFocus);
     setImageSize(QSize(640, 480));
     image_ = QImage(imageSize_, QImage::Format_RGB32);
     image_.fill(Qt::black);
@@ -53,6 +59,10 @@ void GraphicsView::mousePressEvent(QMouseEvent* event) {
     }
     const QPointF scenePos = mapToScene(event->pos());
     pressPoint_ = scenePos;
+    if (event->button() == Qt::LeftButton) {
+        leftDown_ = true;
+        leftPressPos_ = event->pos();
+    }
     const double maxX = imageSize_.width() - 1;
     const double maxY = imageSize_.height() - 1;
     clicked =
@@ -72,6 +82,11 @@ void GraphicsView::mouseMoveEvent(QMouseEvent* event) {
         horizontalScrollBar()->setValue(horizontalScrollBar()->value() + (lastDragPosition_.x() - pos.x()));
         lastDragPosition_ = pos;
     }
+    if (leftDown_ && (event->pos() - leftPressPos_).manhattanLength() > kRegionDragPixels) {
+        if (!band_) band_ = new QRubberBand(QRubberBand::Rectangle, viewport());
+        band_->setGeometry(QRect(leftPressPos_, event->pos()).normalized());
+        band_->show();
+    }
     QGraphicsView::mouseMoveEvent(event);
 }
 
@@ -82,11 +97,29 @@ void GraphicsView::mouseReleaseEvent(QMouseEvent* event) {
     }
     const QPointF releasePos = mapToScene(event->pos());
     rectangleCallback_(int(pressPoint_.x()), int(pressPoint_.y()), int(releasePos.x()), int(releasePos.y()));
+    if (event->button() == Qt::LeftButton && leftDown_) {
+        leftDown_ = false;
+        if (band_ && band_->isVisible()) {
+            band_->hide();
+            const int maxX = imageSize_.width() - 1, maxY = imageSize_.height() - 1;
+            auto cx = [maxX](double x) { return std::clamp(int(std::floor(x)), 0, std::max(0, maxX)); };
+            auto cy = [maxY](double y) { return std::clamp(int(std::floor(y)), 0, std::max(0, maxY)); };
+            emit regionSelected(cx(pressPoint_.x()), cy(pressPoint_.y()), cx(releasePos.x()), cy(releasePos.y()));
+        }
+    }
     QGraphicsView::mouseReleaseEvent(event);
 }
 
 void GraphicsView::mouseDoubleClickEvent(QMouseEvent* event) {
     if (event->button() == Qt::LeftButton) emit showNorm(this);
+}
+
+void GraphicsView::keyPressEvent(QKeyEvent* event) {
+    if (event->key() == Qt::Key_Escape) {
+        emit regionCleared();
+        return;
+    }
+    QGraphicsView::keyPressEvent(event);
 }
 
 void GraphicsView::resizeEvent(QResizeEvent* event) {

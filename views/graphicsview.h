@@ -1,6 +1,7 @@
 // Zoomable, pannable 2D image view used for the depth, IR and RGB panes.
 // Wheel zooms, the right button pans, a left click picks the pixel whose
-// value the panes read out, a left double-click asks to be maximised.
+// value the panes read out, a left double-click asks to be maximised. A left
+// drag outlines a region (its statistics are shown live); Esc clears it.
 #pragma once
 
 #include <QGraphicsView>
@@ -9,6 +10,8 @@
 #include <QPointF>
 #include <QSize>
 #include <functional>
+
+class QRubberBand;
 
 class GraphicsView : public QGraphicsView {
     Q_OBJECT
@@ -37,6 +40,9 @@ signals:
     void showFul(GraphicsView* myself);
     void showNorm(GraphicsView* myself);
     void renderOnce();
+    // A left drag ended: its corners in scene (image) pixels, cut to the image.
+    void regionSelected(int x1, int y1, int x2, int y2);
+    void regionCleared();
 
 protected:
     void mousePressEvent(QMouseEvent* event) override;
@@ -45,6 +51,7 @@ protected:
     void mouseMoveEvent(QMouseEvent* event) override;
     void wheelEvent(QWheelEvent* event) override;
     void resizeEvent(QResizeEvent* event) override;
+    void keyPressEvent(QKeyEvent* event) override;
 
 private:
     RectangleCallback rectangleCallback_ = [](int, int, int, int) {};
@@ -54,4 +61,8 @@ private:
     float zoom_ = 1.0f;
     QSize imageSize_{640, 480};
     QImage image_;
+    // Left drag: where it started (widget pixels) and the outline shown.
+    bool leftDown_ = false;
+    QPoint leftPressPos_;
+    QRubberBand* band_ = nullptr;
 };

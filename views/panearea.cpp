@@ -4,6 +4,7 @@
 #include <QDebug>
 
 #include "cloudpoint.h"
+#include "depthhistogram.h"
 #include "graphicsview.h"
 #include "logline.h"
 #include "ui_panearea.h"
@@ -16,6 +17,9 @@ constexpr const char* kFile = "panearea";
 
 PaneArea::PaneArea(QWidget* parent) : QWidget(parent), ui(new Ui::PaneArea) {
     ui->setupUi(this);
+    histogram_ = new DepthHistogramView(ui->widget_DEP);
+    ui->verticalLayout_dep->addWidget(histogram_);
+    histogram_->hide();
     const std::array<QPushButton*, kPaneCount> maxButtons{ui->pushButton_dep_max, ui->pushButton_ir_max,
                                                           ui->pushButton_cp_max, ui->pushButton_rgb_max};
     const std::array<QPushButton*, kPaneCount> closeButtons{ui->pushButton_dep_close, ui->pushButton_ir_close,
@@ -65,7 +69,10 @@ void PaneArea::setPaneCheckBoxes(const std::array<QCheckBox*, 4>& boxes) {
     setColourPaneAvailable(true);
 }
 
-void PaneArea::retranslate() { ui->retranslateUi(this); }
+void PaneArea::retranslate() {
+    ui->retranslateUi(this);
+    histogram_->retranslate();
+}
 
 GraphicsView* PaneArea::depthView() const { return ui->graphicsViewDep; }
 GraphicsView* PaneArea::irView() const { return ui->graphicsViewIR; }

@@ -10,6 +10,7 @@
 #include "sessionstate.h"
 
 class CloudPoint;
+class DepthHistogramView;
 class GraphicsView;
 class QCheckBox;
 class QLabel;
@@ -33,6 +34,8 @@ public:
     GraphicsView* irView() const;
     GraphicsView* rgbView() const;
     CloudPoint* cloudView() const;
+    // Under the depth picture; hidden until asked for.
+    DepthHistogramView* depthHistogram() const { return histogram_; }
     QLabel* valueLabel(int pane) const;  // read-out under the depth, IR or colour pane
     QLabel* fpsLabel(int pane) const;
     QWidget* pane(int x) const;
@@ -66,4 +69,5 @@ private:
     std::array<QCheckBox*, 4> boxes_{};
     int maximizedPane_ = 0;
     bool colourPane_ = true;
+    DepthHistogramView* histogram_ = nullptr;
 };

@@ -52,6 +52,8 @@ int main(int argc, char** argv) {
     }
 
     DeviceManager& dm = DeviceManager::GetInstance();
+    // A camera's first frame can take a while on a busy machine or link.
+    dm.SetTimeout(5000);
     const std::vector<std::string> found = dm.FindDevices();
     for (const std::string& camera : found) std::printf("found %s\n", camera.c_str());
     if (device.empty()) {

@@ -47,6 +47,12 @@ constexpr int32_t kFirmwareRejected = 10;
 constexpr int32_t kAccessDenied = 11;
 constexpr int32_t kProtocolError = 12;
 constexpr int32_t kRefusedWhileStreaming = 15;
+// Firmware: the flash failed its verification after a write; a write into
+// an update slot that was not erased.
+constexpr int32_t kFlashWriteFailed = 16;
+constexpr int32_t kFlashNotErased = 17;
+// A camera that replays a recording cannot change what was recorded.
+constexpr int32_t kRefusedByRecording = 18;
 constexpr int32_t kNotStreaming = 34;
 constexpr int32_t kTriggerModeRefused = 39;
 }  // namespace status

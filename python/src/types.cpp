@@ -41,7 +41,8 @@ void bindEnums(py::module_& m) {
         .value("INIT_NETWORK_FAILED", INIT_NETWORK_FAILED)
         .value("INIT_FAILED", INIT_FAILED)
         .value("FIRMWARE_WRITE_FAILED", d3sdk::FIRMWARE_WRITE_FAILED)
-        .value("FLASH_NOT_ERASED", d3sdk::FLASH_NOT_ERASED);
+        .value("FLASH_NOT_ERASED", d3sdk::FLASH_NOT_ERASED)
+        .value("REFUSED_BY_RECORDING", d3sdk::REFUSED_BY_RECORDING);
     py::enum_<TriggerMode>(m, "TriggerMode", py::arithmetic())
         .value("NORMAL", TRIGGER_MODE_NORMAL, "free running")
         .value("SOFTWARE", TRIGGER_MODE_SOFTWARE, "one frame per soft_trigger()")

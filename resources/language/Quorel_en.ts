@@ -601,6 +601,14 @@
 <context>
     <name>Widget</name>
     <message>
+        <source>网络状态</source>
+        <translation>Network Health</translation>
+    </message>
+    <message>
+        <source>深度直方图</source>
+        <translation>Depth Histogram</translation>
+    </message>
+    <message>
         <source>Dexalon V2.0.9</source>
         <translation>Dexalon V2.0.9</translation>
     </message>
@@ -717,6 +725,90 @@
     <message>
         <source>更新</source>
         <translation>Update</translation>
+    </message>
+</context>
+<context>
+    <name>DepthHistogramView</name>
+    <message>
+        <source>自动范围</source>
+        <translation>Auto range</translation>
+    </message>
+    <message>
+        <source>把色彩映射范围设为当前帧深度的1%到99%分位</source>
+        <translation>Set the colour mapping range to the 1st to 99th percentile of the current frame's depths</translation>
+    </message>
+    <message>
+        <source>没有深度数据</source>
+        <translation>No depth data</translation>
+    </message>
+    <message>
+        <source>1%-99%: %1-%2 mm</source>
+        <translation>1%-99%: %1-%2 mm</translation>
+    </message>
+</context>
+<context>
+    <name>HealthArea</name>
+    <message>
+        <source>传输</source>
+        <translation>Transport</translation>
+    </message>
+    <message>
+        <source>接收</source>
+        <translation>Received</translation>
+    </message>
+    <message>
+        <source>显示 深度/IR/RGB</source>
+        <translation>Painted depth/IR/RGB</translation>
+    </message>
+    <message>
+        <source>数据率</source>
+        <translation>Data rate</translation>
+    </message>
+    <message>
+        <source>丢帧</source>
+        <translation>Dropped frames</translation>
+    </message>
+    <message>
+        <source>数据包 丢失/重发请求/恢复</source>
+        <translation>Datagrams lost/asked again/recovered</translation>
+    </message>
+    <message>
+        <source>延迟 平均/最大</source>
+        <translation>Latency mean/max</translation>
+    </message>
+</context>
+<context>
+    <name>HealthMonitor</name>
+    <message>
+        <source>网络丢包 %1%，丢帧 %2%</source>
+        <translation>Network loss %1%, frames dropped %2%</translation>
+    </message>
+    <message>
+        <source>网络已恢复：丢包 %1%，丢帧 %2%</source>
+        <translation>Network recovered: loss %1%, frames dropped %2%</translation>
+    </message>
+</context>
+<context>
+    <name>RegionStats</name>
+    <message>
+        <source>%1x%2 像素</source>
+        <translation>%1x%2 pixels</translation>
+    </message>
+    <message>
+        <source>均值 %1  标准差 %2</source>
+        <translation>Mean %1  SD %2</translation>
+    </message>
+    <message>
+        <source>最小 %1  最大 %2</source>
+        <translation>Min %1  Max %2</translation>
+    </message>
+    <message>
+        <source>无有效像素</source>
+        <translation>No valid pixels</translation>
+    </message>
+    <message>
+        <source>有效像素 %1%</source>
+        <translation>Valid pixels %1%</translation>
     </message>
 </context>
 </TS>

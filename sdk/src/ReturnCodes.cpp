@@ -6,6 +6,7 @@ std::string DeviceManager::GetReturnCodeDescriptor(ReturnCode code) {
     if (code == d3sdk::FIRMWARE_WRITE_FAILED)
         return "Writing the firmware failed its verification; the camera keeps its old firmware";
     if (code == d3sdk::FLASH_NOT_ERASED) return "The camera's firmware update slot must be erased before writing";
+    if (code == d3sdk::REFUSED_BY_RECORDING) return "The camera replays a recording and cannot apply this setting";
     switch (code) {
         case SUCCESS:
             return "Success";

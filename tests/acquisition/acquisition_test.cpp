@@ -119,6 +119,45 @@ private slots:
         QCOMPARE(int(r.cloud), 2);
     }
 
+    // The histogram and region figures come from the workers only when asked
+    // for, announced once until taken, like a paint.
+    void figuresAreComputedOnlyWhenAskedAndAnnouncedOnce() {
+        Rig r;
+        std::atomic<int> announced{0};
+        FrameAnalysis& analysis = r.acquisition->analysis();
+        QObject::connect(
+            &analysis, &FrameAnalysis::figuresReady, &analysis, [&announced] { ++announced; }, Qt::DirectConnection);
+        r.acquisition->setStreaming(true);
+        QVERIFY(r.reads(Acquisition::TofRead, 3));
+        QCOMPARE(int(announced), 0);
+
+        analysis.setHistogramWanted(true);
+        analysis.setRegion(RegionSource::Ir, 20, 10, 29, 19);
+        QVERIFY(r.reads(Acquisition::TofRead, 4));
+        QCOMPARE(int(announced), 1);  // nobody took the first yet
+        FrameFigures f;
+        analysis.take(f);
+        QVERIFY(f.histogramValid);
+        QCOMPARE(f.histogram.valid, 640u * 480u);  // the fake camera's depth is 1000 mm everywhere
+        QCOMPARE(f.histogram.bins[100], 640u * 480u);
+        QCOMPARE(f.histogram.low, 1000);
+        QCOMPARE(f.regionSource, RegionSource::Ir);
+        QCOMPARE(f.channels, 1);
+        QCOMPARE(f.stats[0].pixels, uint64_t(100));
+        QVERIFY(r.reads(Acquisition::TofRead, 2));
+        QCOMPARE(int(announced), 2);
+
+        analysis.setHistogramWanted(false);
+        analysis.clearRegion();
+        analysis.take(f);
+        QVERIFY(r.reads(Acquisition::TofRead, 3));
+        QVERIFY(int(announced) <= 3);  // at most a frame that was already under way
+        const int settled = announced;
+        analysis.take(f);
+        QVERIFY(r.reads(Acquisition::TofRead, 3));
+        QCOMPARE(int(announced), settled);
+    }
+
     void registrationPicksTheRegisteredRead() {
         Rig r;
         r.acquisition->setCloudWanted(true);

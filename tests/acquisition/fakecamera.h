@@ -306,6 +306,20 @@ public:
     }
     std::string GetReturnCodeDescriptor(ReturnCode code) override { return "code " + std::to_string(int(code)); }
 
+    // Stream counters: none unless a test turns them on.
+    std::atomic<bool> keepsStreamStatistics{false};
+    void setStreamStatistics(const StreamStatistics& s) {
+        std::lock_guard<std::mutex> lock(mutex_);
+        statistics_ = s;
+    }
+    bool hasStreamStatistics() const override { return keepsStreamStatistics; }
+    bool readStreamStatistics(StreamStatistics& out) override {
+        if (!keepsStreamStatistics) return false;
+        std::lock_guard<std::mutex> lock(mutex_);
+        out = statistics_;
+        return true;
+    }
+
 private:
     static void arg(std::ostringstream& out, const FilterParam& p) {
         out << ' ' << p.enable << ' ' << p.value << ' ' << p.value2;
@@ -386,4 +400,5 @@ private:
     mutable std::recursive_mutex callbackMutex_;
     LinkCallback callback_;
     void* callbackUser_ = nullptr;
+    StreamStatistics statistics_;
 };

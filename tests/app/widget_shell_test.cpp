@@ -155,11 +155,16 @@ private slots:
             return texts;
         };
         QCOMPARE(items(0), QStringList{"设备网络设置"});
-        QCOMPARE(items(1), (QStringList{"控制面板", "管理面板"}));
+        QCOMPARE(items(1), (QStringList{"控制面板", "管理面板", "网络状态", "深度直方图"}));
         QCOMPARE(items(2), (QStringList{"更新", "导入配置", "导出配置", "设备配置初始化", "设备初始化", "界面默认配置",
                                         "切换网络协议"}));
         QCOMPARE(items(3), (QStringList{"中文", "English"}));
-        for (QAction* a : bar->actions()[1]->menu()->actions()) QVERIFY(a->isCheckable() && a->isChecked());
+        // The panels are shown, the health strip and the histogram are not;
+        // a camera interface without stream counters has no health entry.
+        const QList<QAction*> view = bar->actions()[1]->menu()->actions();
+        for (QAction* a : view) QVERIFY(a->isCheckable() && a->isChecked() == (a == view[0] || a == view[1]));
+        QVERIFY(!view[2]->isVisible());
+        QVERIFY(view[3]->isVisible());
     }
 
     void hideAndShowActOnOneToFourOnly() {
@@ -349,6 +354,40 @@ private slots:
         menuAction(*w_, "界面默认配置")->trigger();
         QVERIFY(pane(4)->isHidden());
         QVERIFY(!pane(1)->isHidden());
+    }
+
+    // The health strip, where the camera interface keeps stream counters:
+    // off by default, and on again in the next run once the user showed it.
+    void healthStripIsRememberedAcrossRuns() {
+        w_.reset();
+        QFile::remove("view.info");
+        FakeCamera camera;
+        camera.keepsStreamStatistics = true;
+        {
+            Widget w(nullptr, &camera);
+            QAction* health = menuAction(w, "网络状态");
+            QVERIFY(health && health->isVisible() && !health->isChecked());
+            QWidget* strip = w.findChild<QWidget*>("healthArea");
+            QVERIFY(strip->isHidden());
+            health->trigger();
+            QVERIFY(!strip->isHidden());
+            // Written by a writer thread, not the window's.
+            QVERIFY(QTest::qWaitFor([] {
+                QFile f("view.info");
+                return f.open(QIODevice::ReadOnly) && f.readAll() == "health=1";
+            }));
+        }
+        {
+            Widget w(nullptr, &camera);
+            QVERIFY(menuAction(w, "网络状态")->isChecked());
+            QVERIFY(!w.findChild<QWidget*>("healthArea")->isHidden());
+        }
+        // Without counters the remembered choice shows nothing.
+        FakeCamera plain;
+        Widget w(nullptr, &plain);
+        QVERIFY(w.findChild<QWidget*>("healthArea")->isHidden());
+        QVERIFY(!menuAction(w, "网络状态")->isVisible());
+        QFile::remove("view.info");
     }
 
     void closeStopsAStreamingCameraAndMayRefuse_data() {

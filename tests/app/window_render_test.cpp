@@ -11,11 +11,15 @@
 #include <QPushButton>
 #include <QScrollArea>
 #include <QTemporaryDir>
+#include <QToolButton>
 #include <QtTest>
 
 #include "cloudpoint.h"
 #include "controlpanel.h"
+#include "depthhistogram.h"
+#include "healtharea.h"
 #include "panearea.h"
+#include "regiontext.h"
 #include "slidereditor.h"
 #include "testsupport.h"
 #include "widget.h"
@@ -131,6 +135,39 @@ private slots:
         for (int y = 0; y < buttonImage.height(); ++y)
             for (int x = 0; x < buttonImage.width(); ++x) colours.insert(buttonImage.pixel(x, y));
         QVERIFY(colours.size() > 4);
+    }
+
+    // The histogram, the region figures, the health strip, its log lines
+    // and the View entries come in English and go back to Chinese.
+    void insightTextsFollowTheLanguage() {
+        FakeCamera camera;
+        Widget w(nullptr, &camera);
+        FrameFigures figures;
+        figures.regionSource = RegionSource::Depth;
+        figures.region = regionInImage(0, 0, 1, 1, 640, 480);
+        figures.channels = 1;
+        figures.stats[0].pixels = 4;
+        auto texts = [&] {
+            QStringList t;
+            for (QAction* a : w.findChild<QMenuBar*>()->actions()[1]->menu()->actions()) t << a->text();
+            t << w.paneArea()->depthHistogram()->autoRangeButton()->text();
+            for (QLabel* l : w.healthArea()->findChildren<QLabel*>())
+                if (!l->objectName().startsWith("health_")) t << l->text();
+            t << regionStatsText(figures).split('\n');
+            t << QCoreApplication::translate("HealthMonitor", "网络丢包 %1%，丢帧 %2%");
+            return t;
+        };
+        w.switchLanguage(1);
+        const QStringList english = texts();
+        for (const char* text :
+             {"Network Health", "Depth Histogram", "Auto range", "Transport", "Received", "Painted depth/IR/RGB",
+              "Data rate", "Dropped frames", "Datagrams lost/asked again/recovered", "Latency mean/max", "2x2 pixels",
+              "No valid pixels", "Valid pixels 0.0%", "Network loss %1%, frames dropped %2%"})
+            QVERIFY2(english.contains(text), text);
+        w.switchLanguage(0);
+        const QStringList chinese = texts();
+        for (const char* text : {"网络状态", "深度直方图", "自动范围", "传输", "无有效像素"})
+            QVERIFY2(chinese.contains(QString::fromUtf8(text)), text);
     }
 
     // Every number field, check box and button of the control panel lies

@@ -203,3 +203,42 @@ TEST_F(GraphicsViewTest, ResizeFitsTheScene) {
 }
 
 }  // namespace
+
+// A left drag outlines a region in image pixels, cut to the image; a click
+// is not a region; Esc clears.
+TEST_F(GraphicsViewTest, LeftDragSelectsARegionAndEscClearsIt) {
+    QSignalSpy selected(view.get(), &GraphicsView::regionSelected);
+    QSignalSpy cleared(view.get(), &GraphicsView::regionCleared);
+    const QPoint a = view->mapFromScene(QPointF(100, 50));
+    const QPoint b = view->mapFromScene(QPointF(200, 120));
+    mouse(QEvent::MouseButtonPress, b, Qt::LeftButton);
+    mouse(QEvent::MouseMove, a, Qt::LeftButton);
+    mouse(QEvent::MouseButtonRelease, a, Qt::LeftButton);
+    ASSERT_EQ(selected.count(), 1);
+    const QList<QVariant> r = selected.first();
+    EXPECT_NEAR(r[0].toInt(), 200, 2);  // the corners as dragged; the statistics order them
+    EXPECT_NEAR(r[1].toInt(), 120, 2);
+    EXPECT_NEAR(r[2].toInt(), 100, 2);
+    EXPECT_NEAR(r[3].toInt(), 50, 2);
+
+    // A click with a shaky hand is a click.
+    mouse(QEvent::MouseButtonPress, a, Qt::LeftButton);
+    mouse(QEvent::MouseMove, a + QPoint(2, 1), Qt::LeftButton);
+    mouse(QEvent::MouseButtonRelease, a + QPoint(2, 1), Qt::LeftButton);
+    EXPECT_EQ(selected.count(), 1);
+
+    // Dragged beyond the image: cut to its last pixel.
+    zoomOut();
+    const QPoint inside = view->mapFromScene(QPointF(600, 400));
+    const QPoint beyond = view->mapFromScene(QPointF(900, 700));
+    mouse(QEvent::MouseButtonPress, inside, Qt::LeftButton);
+    mouse(QEvent::MouseMove, beyond, Qt::LeftButton);
+    mouse(QEvent::MouseButtonRelease, beyond, Qt::LeftButton);
+    ASSERT_EQ(selected.count(), 2);
+    EXPECT_EQ(selected.last()[2].toInt(), 639);
+    EXPECT_EQ(selected.last()[3].toInt(), 479);
+
+    QKeyEvent esc(QEvent::KeyPress, Qt::Key_Escape, Qt::NoModifier);
+    QApplication::sendEvent(view.get(), &esc);
+    EXPECT_EQ(cleared.count(), 1);
+}

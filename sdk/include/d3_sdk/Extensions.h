@@ -60,6 +60,7 @@ D3_SDK_API ReturnCode GetDeviceDetails(DeviceDetails& out);
 // GetReturnCodeDescriptor like the others).
 constexpr ReturnCode FIRMWARE_WRITE_FAILED = ReturnCode(16);  // flash verification after writing failed
 constexpr ReturnCode FLASH_NOT_ERASED = ReturnCode(17);       // a write into an update slot that was not erased
+constexpr ReturnCode REFUSED_BY_RECORDING = ReturnCode(18);   // the camera replays a recording that cannot honour the setting
 
 // Where an update is; a failure names the step it failed in.
 enum class FirmwareStep {
