@@ -105,10 +105,10 @@ void AdminCommands::updateFirmware() {
     progress_->setMinimumWidth(420);
     // The window's dark look; a dialog of its own would come up light.
     auto* bar = new QProgressBar(progress_);
-    bar->setStyleSheet(QStringLiteral(
-        "QProgressBar{background:#484848;color:#DCDCDC;border:1px solid #5a5a5a;border-radius:3px;"
-        "text-align:center;min-height:20px;}"
-        "QProgressBar::chunk{background:#718093;border-radius:3px;}"));
+    bar->setStyleSheet(
+        QStringLiteral("QProgressBar{background:#484848;color:#DCDCDC;border:1px solid #5a5a5a;border-radius:3px;"
+                       "text-align:center;min-height:20px;}"
+                       "QProgressBar::chunk{background:#718093;border-radius:3px;}"));
     progress_->setBar(bar);
     progress_->setStyleSheet(QStringLiteral("QProgressDialog{background:rgb(53,53,53);} QLabel{color:#DCDCDC;}"));
     progress_->setRange(0, 0);

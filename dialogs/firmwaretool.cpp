@@ -46,8 +46,7 @@ FirmwareToolRun::FirmwareToolRun(QObject* parent) : QObject(parent) {
                        lastError_);
             });
     connect(&startTimer_, &QTimer::timeout, this, [this] {
-        finish(FirmwareRunResult::Outcome::NotStarted,
-               QStringLiteral("not started within %1 ms").arg(timing_.startMs));
+        finish(FirmwareRunResult::Outcome::NotStarted, QStringLiteral("not started within %1 ms").arg(timing_.startMs));
     });
     connect(&finishTimer_, &QTimer::timeout, this, [this] {
         readOutput(true);
@@ -93,8 +92,7 @@ void FirmwareToolRun::readOutput(bool all) {
 }
 
 void FirmwareToolRun::readErrors() {
-    const QStringList lines =
-        QString::fromLocal8Bit(process_.readAllStandardError()).split('\n', Qt::SkipEmptyParts);
+    const QStringList lines = QString::fromLocal8Bit(process_.readAllStandardError()).split('\n', Qt::SkipEmptyParts);
     for (auto it = lines.rbegin(); it != lines.rend(); ++it) {
         if (!it->trimmed().isEmpty()) {
             lastError_ = it->trimmed();

@@ -34,14 +34,14 @@ int progressPercent(const QString& line);
 // How one run of the tool ended.
 struct FirmwareRunResult {
     enum class Outcome {
-        Succeeded,    // the marker was in its output
-        NotStarted,   // missing, not executable, or not started in time
-        TimedOut,     // still running when the finish time was up; it was stopped
-        NoMarker,     // it ended without saying it succeeded
+        Succeeded,   // the marker was in its output
+        NotStarted,  // missing, not executable, or not started in time
+        TimedOut,    // still running when the finish time was up; it was stopped
+        NoMarker,    // it ended without saying it succeeded
     };
     Outcome outcome = Outcome::NotStarted;
-    int exitCode = -1;         // for NoMarker; -1 when it crashed
-    QString reason;            // why it did not start, or the last line it wrote on standard error
+    int exitCode = -1;  // for NoMarker; -1 when it crashed
+    QString reason;     // why it did not start, or the last line it wrote on standard error
     QByteArray standardOutput;
 };
 

@@ -83,8 +83,8 @@ private slots:
 
     void argumentsAndMarkerAreTheToolsOwn() {
         QCOMPARE(FirmwareTool::arguments("/tmp/fw.bin", "D3SIM-003000002:127.0.0.2"),
-                 (QStringList{"-f", "/tmp/fw.bin", "-h", "D3SIM-003000002:127.0.0.2", "-p", "qm-tbrwkex", "-e",
-                              "-w", "-r"}));
+                 (QStringList{"-f", "/tmp/fw.bin", "-h", "D3SIM-003000002:127.0.0.2", "-p", "qm-tbrwkex", "-e", "-w",
+                              "-r"}));
         QVERIFY(FirmwareTool::reportsSuccess("sending 100%\ncamera back\nupdate successed!\n"));
         QVERIFY(FirmwareTool::reportsSuccess("noise update successed! noise"));
         QVERIFY(!FirmwareTool::reportsSuccess("Update successed!\n"));
@@ -101,9 +101,10 @@ private slots:
 
     void aToolThatPrintsTheMarkerSucceedsAndItsLinesArriveOneByOne() {
         // The argument list reaches the tool whole and in order.
-        const QString tool = script("ok-tool", "echo \"args: $*\"\nprintf 'sending 50%%\\n'\n"
-                                               "printf 'camera back'\nprintf ' with firmware 1.5.0\\n'\n"
-                                               "echo 'update successed!'\n");
+        const QString tool = script("ok-tool",
+                                    "echo \"args: $*\"\nprintf 'sending 50%%\\n'\n"
+                                    "printf 'camera back'\nprintf ' with firmware 1.5.0\\n'\n"
+                                    "echo 'update successed!'\n");
         QStringList lines;
         const FirmwareRunResult r =
             run(tool, &lines, FirmwareToolTiming(), FirmwareTool::arguments("/x y/fw.bin", "SN:127.0.0.2"));
@@ -114,9 +115,9 @@ private slots:
     }
 
     void aFailingToolEndsWithoutSuccessAndSaysWhy() {
-        const QString tool =
-            script("failing-tool", "echo 'sending 10%'\necho 'first' >&2\necho 'camera lost mid-transfer' >&2\n"
-                                   "echo 'Update successed!'\nexit 7\n");
+        const QString tool = script("failing-tool",
+                                    "echo 'sending 10%'\necho 'first' >&2\necho 'camera lost mid-transfer' >&2\n"
+                                    "echo 'Update successed!'\nexit 7\n");
         const FirmwareRunResult r = run(tool);
         QCOMPARE(int(r.outcome), int(FirmwareRunResult::Outcome::NoMarker));
         QCOMPARE(r.exitCode, 7);
@@ -138,8 +139,8 @@ private slots:
     }
 
     void aToolPastItsTimeIsStoppedAndNotWaitedFor() {
-        // It would print the marker, but only long after its time is up.
-        const QString tool = script("hanging-tool", "echo 'sending 5%'\nsleep 30\necho 'update successed!'\n");
+        // It waits for input that never comes, and would then print the marker.
+        const QString tool = script("hanging-tool", "echo 'sending 5%'\ncat\necho 'update successed!'\n");
         FirmwareToolTiming quick;
         quick.finishMs = 300;
         QStringList lines;

@@ -3,6 +3,8 @@
 // finding it there), and the firmware command's checks, progress and
 // outcomes. Stand-in tools (shell scripts in the working folder) give the
 // firmware command every way a tool can end.
+#include <sys/stat.h>
+
 #include <QCheckBox>
 #include <QFile>
 #include <QJsonDocument>
@@ -129,8 +131,9 @@ private slots:
         QVERIFY(dialog()->isHidden());
         QVERIFY(!s.received(kColour, "SetNetworkMode") && !s.received(kPlain, "SetNetworkMode"));
         // Each attempt still says what it would have sent, without a function name.
-        QCOMPARE(s.logLines().filter(QRegularExpression("^ \\d+ set ip :127\\.0\\.140\\.20 255\\.255\\.255\\.0 1$")).size(),
-                 2);
+        QCOMPARE(
+            s.logLines().filter(QRegularExpression("^ \\d+ set ip :127\\.0\\.140\\.20 255\\.255\\.255\\.0 1$")).size(),
+            2);
     }
 
     // The camera takes the new address when it restarts; the viewer drops
@@ -195,7 +198,8 @@ private slots:
         QVERIFY(startAndStop(kColour));
         s.camera(kColour).camera().failNext("SetNetworkMode", INVALID_PARAMETER);
         QVERIFY(sendAddress("127.0.140.30"));
-        const QString reason = QString::fromLocal8Bit(DeviceManager::GetInstance().GetReturnCodeDescriptor(INVALID_PARAMETER).c_str());
+        const QString reason =
+            QString::fromLocal8Bit(DeviceManager::GetInstance().GetReturnCodeDescriptor(INVALID_PARAMETER).c_str());
         QCOMPARE(boxes(), QStringList{QString::fromUtf8("更新失败|IP更新失败：") + reason});
         QVERIFY(dialog()->isHidden());
         QCOMPARE(s.combo()->count(), 2);
@@ -221,10 +225,10 @@ private slots:
         QVERIFY(startAndStop(kColour));
         const QString entry = QString::fromStdString(s.camera(kColour).deviceString());
         const QString go = s.workDir() + "/go";
-        // The tool reports halfway, then waits for the test before it succeeds.
-        installTool("echo \"$*\" > args.txt\necho 'sending 40% (4/10 bytes)'\n"
-                    "while [ ! -f '" + go.toLocal8Bit() + "' ]; do sleep 0.02; done\n"
-                    "echo 'camera back with firmware 9.9.9'\necho 'update successed!'\n");
+        QVERIFY(::mkfifo(QFile::encodeName(go).constData(), 0600) == 0);
+        // The tool reports halfway, then waits for the test's word before it succeeds.
+        installTool("echo \"$*\" > args.txt\necho 'sending 40% (4/10 bytes)'\nread word < '" + go.toLocal8Bit() +
+                    "'\necho 'camera back with firmware 9.9.9'\necho 'update successed!'\n");
         s.prompts().pathAnswer = "/tmp/fw image.bin";
         QSignalSpy finished(admin(), &AdminCommands::firmwareFinished);
         admin()->updateFirmware();
@@ -239,7 +243,11 @@ private slots:
         QCOMPARE(progress->windowTitle(), QString::fromUtf8("设备网络更新"));
         QVERIFY(progress->labelText().contains("sending 40% (4/10 bytes)"));
         shoot(progress, "firmware-progress.png");
-        QFile(go).open(QIODevice::WriteOnly);
+        {
+            QFile word(go);
+            QVERIFY(word.open(QIODevice::WriteOnly));
+            word.write("go\n");
+        }
         QVERIFY(e2e::waitFor([&] { return finished.count() > 0; }));
         QVERIFY(s.settle());
         QVERIFY(!admin()->progressDialog());
@@ -269,12 +277,14 @@ private slots:
         QVERIFY(runFirmwareCommand());
         QVERIFY(s.waitForLog("did not start"));
 
-        installTool("echo 'sending 100%'\necho 'Update successed!'\necho 'camera refused the image: wrong model' >&2\n"
-                    "exit 6\n");
+        installTool(
+            "echo 'sending 100%'\necho 'Update successed!'\necho 'camera refused the image: wrong model' >&2\n"
+            "exit 6\n");
         QVERIFY(runFirmwareCommand());
         QVERIFY(s.waitForLog("ended with code 6 without reporting success: camera refused the image: wrong model"));
 
-        installTool("echo 'sending 1%'\nexec sleep 60\n");
+        // It waits for input that never comes.
+        installTool("echo 'sending 1%'\nexec cat\n");
         FirmwareToolTiming quick;
         quick.finishMs = 400;
         admin()->setFirmwareTiming(quick);
