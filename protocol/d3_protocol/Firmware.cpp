@@ -22,20 +22,6 @@ constexpr size_t kOffHeaderCrc = 60;
 
 bool validModel(char m) { return m >= '0' && m <= '4'; }
 
-std::string printable(const std::string& raw) {
-    std::string out;
-    for (unsigned char c : raw) {
-        if (c >= 0x20 && c < 0x7F) {
-            out += char(c);
-        } else {
-            char buf[8];
-            std::snprintf(buf, sizeof buf, "\\x%02x", c);
-            out += buf;
-        }
-    }
-    return out;
-}
-
 FirmwareCheck failed(FirmwareCheck c, FirmwareImageError e, std::string reason) {
     c.error = e;
     c.reason = std::move(reason);
@@ -64,6 +50,21 @@ bool checkVersionField(const uint8_t* field, std::string& version, std::string& 
 }
 
 }  // namespace
+
+std::string printable(const std::string& raw) {
+    std::string out;
+    for (unsigned char c : raw) {
+        if (c >= 0x20 && c < 0x7F) {
+            out += char(c);
+        } else {
+            char buf[8];
+            std::snprintf(buf, sizeof buf, "\\x%02x", c);
+            out += buf;
+        }
+    }
+    return out;
+}
+
 
 const char* toString(FirmwareImageError e) {
     switch (e) {

@@ -67,6 +67,10 @@ inline FirmwareCheck checkFirmwareImage(const std::vector<uint8_t>& image) {
     return checkFirmwareImage(image.data(), image.size());
 }
 
+// `raw` with every byte outside printable ASCII written as \xNN: header
+// fields of a broken file may hold anything, and reasons and reports stay readable.
+std::string printable(const std::string& raw);
+
 // Whether `version` can go into an image: 1..31 printable ASCII characters
 // without blanks. False with a reason otherwise.
 bool validFirmwareVersion(const std::string& version, std::string& reason);

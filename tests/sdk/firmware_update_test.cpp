@@ -9,7 +9,7 @@
 #include "d3_protocol/Firmware.h"
 #include "d3_sdk/DeviceManager.h"
 #include "d3_sdk/Extensions.h"
-#include "rawclient.h"
+#include "firmwarecameras.h"
 
 using namespace d3sdk;
 
@@ -43,32 +43,14 @@ bool logged(d3sim::CameraServer& cam, const std::string& name) {
     return false;
 }
 
-// Waits until the camera has let go of an update whose client hung up: it
-// may read the hang-up after the next client's first request otherwise.
-bool waitForUpdateEnd(d3sim::CameraServer& cam) {
-    for (int i = 0; i < 400; ++i) {
-        if (logged(cam, "FirmwareUpdateEnded")) return true;
-        d3test::RawClient c;  // one round trip: the camera has moved on meanwhile
-        if (c.connect(cam.address(), cam.config().controlPort)) c.call(d3proto::Command::GetDeviceInfo);
-    }
-    return false;
-}
+using d3test::waitForUpdateEnd;
 
 class FirmwareUpdateTest : public testing::Test {
 protected:
     static void SetUpTestSuite() {
-        setenv("D3_DISCOVERY_PORT", std::to_string(kDiscoveryPort).c_str(), 1);
-        setenv("D3_DISCOVERY_ADDRESSES", "127.255.255.255", 1);
-        d3sim::CamerasConfig cfg;
-        cfg.count = 3;
-        cfg.baseAddress = "127.0.112.2";
-        cfg.models = {'3', '3', '3'};
-        cfg.discoveryPort = kDiscoveryPort;
-        cfg.rebootMs = 300;
-        cfg.flashEraseMs = 20;
-        cfg.flashWriteMs = 50;
-        cameras = new d3sim::SimulatedCameras(cfg);
-        ASSERT_TRUE(cameras->start()) << cameras->lastError();
+        std::string error;
+        cameras = d3test::startFirmwareCameras("127.0.112.2", kDiscoveryPort, error).release();
+        ASSERT_TRUE(cameras) << error;
     }
     static void TearDownTestSuite() {
         delete cameras;

@@ -12,7 +12,7 @@
 #include "SimulatedCameras.h"
 #include "childprocess.h"
 #include "d3_protocol/Firmware.h"
-#include "rawclient.h"
+#include "firmwarecameras.h"
 
 namespace fs = std::filesystem;
 using tooltest::ChildResult;
@@ -26,17 +26,7 @@ constexpr const char* kWord = "qm-tbrwkex";
 
 bool contains(const std::string& text, const std::string& part) { return text.find(part) != std::string::npos; }
 
-// Waits until the camera has let go of the update a tool left (its hang-up
-// may otherwise be read after the next tool's first request).
-bool waitForUpdateEnd(d3sim::CameraServer& cam) {
-    for (int i = 0; i < 400; ++i) {
-        for (const auto& e : cam.camera().commandLog())
-            if (e.name == "FirmwareUpdateEnded") return true;
-        d3test::RawClient c;  // one round trip: the camera has moved on meanwhile
-        if (c.connect(cam.address(), cam.config().controlPort)) c.call(d3proto::Command::GetDeviceInfo);
-    }
-    return false;
-}
+using d3test::waitForUpdateEnd;
 
 std::vector<std::string> lines(const std::string& text) {
     std::vector<std::string> out;
@@ -48,19 +38,9 @@ std::vector<std::string> lines(const std::string& text) {
 class FirmwareToolTest : public testing::Test {
 protected:
     static void SetUpTestSuite() {
-        // The tool inherits these: its searches stay on this program's cameras.
-        setenv("D3_DISCOVERY_PORT", std::to_string(kDiscoveryPort).c_str(), 1);
-        setenv("D3_DISCOVERY_ADDRESSES", "127.255.255.255", 1);
-        d3sim::CamerasConfig cfg;
-        cfg.count = 3;
-        cfg.baseAddress = "127.0.113.2";
-        cfg.models = {'3', '3', '3'};
-        cfg.discoveryPort = kDiscoveryPort;
-        cfg.rebootMs = 300;
-        cfg.flashEraseMs = 20;
-        cfg.flashWriteMs = 50;
-        cameras = new d3sim::SimulatedCameras(cfg);
-        ASSERT_TRUE(cameras->start()) << cameras->lastError();
+        std::string error;
+        cameras = d3test::startFirmwareCameras("127.0.113.2", kDiscoveryPort, error).release();
+        ASSERT_TRUE(cameras) << error;
         folder = new fs::path(fs::temp_directory_path() / ("d3fwtool-" + std::to_string(::getpid())));
         fs::create_directories(*folder);
     }

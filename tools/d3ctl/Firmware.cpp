@@ -22,21 +22,6 @@ std::string hex32(uint32_t v) {
     return buf;
 }
 
-// Header text fields of a broken file may hold any bytes; the output stays readable (and valid JSON).
-std::string printable(const std::string& raw) {
-    std::string out;
-    for (unsigned char c : raw) {
-        if (c >= 0x20 && c < 0x7F) {
-            out += char(c);
-        } else {
-            char buf[8];
-            std::snprintf(buf, sizeof buf, "\\x%02x", c);
-            out += buf;
-        }
-    }
-    return out;
-}
-
 int failWith(const std::string& reason) {
     std::cerr << "d3ctl: " << reason << "\n";
     return 1;
@@ -80,11 +65,11 @@ int cmdFirmwareInfo(const Options& o, const std::string& path) {
     if (c.headerRead) {
         const d3proto::FirmwareHeader& h = c.header;
         char magic[5] = {char(h.magic), char(h.magic >> 8), char(h.magic >> 16), char(h.magic >> 24), 0};
-        out["magic"] = printable(std::string(magic, 4));
+        out["magic"] = d3proto::printable(std::string(magic, 4));
         out["formatVersion"] = h.formatVersion;
         out["headerSize"] = h.headerSize;
-        out["model"] = printable(std::string(1, h.model));
-        out["version"] = printable(h.version);
+        out["model"] = d3proto::printable(std::string(1, h.model));
+        out["version"] = d3proto::printable(h.version);
         out["payloadLength"] = h.payloadLength;
         out["payloadCrc"] = hex32(h.payloadCrc);
         out["headerCrc"] = hex32(h.headerCrc);
