@@ -1,0 +1,91 @@
+// A distant or slow link, as the simulated camera imitates it, seen through
+// the SDK over both transports: latency delays every frame without lowering
+// the frame rate, and a bandwidth limit lowers the rate of frames that no
+// longer fit. Figures come from the camera's own counters.
+// Address block 127.0.130.x, discovery port 48830.
+#include <string>
+
+#include "d3_sdk/Extensions.h"
+#include "networkfixture.h"
+
+namespace {
+
+constexpr uint16_t kPort = 48830;
+
+struct Streamed {
+    d3sim::CameraServer::Stats camera;  // over the frames read
+    d3sdk::StreamStats client;
+};
+
+// Streams and reads `frames` frames after a first one (whose delay the link
+// had before the counters start), then stops.
+::testing::AssertionResult stream(d3sim::CameraServer& cam, bool tcp, int frames, Streamed& run) {
+    DeviceManager& dm = DeviceManager::GetInstance();
+    dm.SetTimeout(5000);
+    const ReturnCode opened = dm.InitDevice(cam.deviceString(), tcp);
+    if (opened != SUCCESS) return ::testing::AssertionFailure() << "InitDevice: " << opened;
+    if (dm.StartStream() != SUCCESS) return ::testing::AssertionFailure() << "StartStream";
+    DataContainer<uint16_t> depth;
+    if (dm.GetTofData(&depth, nullptr, nullptr, nullptr) != SUCCESS)
+        return ::testing::AssertionFailure() << "no first frame";
+    const d3sim::CameraServer::Stats before = cam.stats();
+    d3sdk::ResetStreamStats();
+    for (int i = 0; i < frames; ++i) {
+        const ReturnCode rc = dm.GetTofData(&depth, nullptr, nullptr, nullptr);
+        if (rc != SUCCESS) return ::testing::AssertionFailure() << "frame " << i << ": " << rc;
+    }
+    d3sdk::GetStreamStats(run.client);
+    const d3sim::CameraServer::Stats after = cam.stats();
+    run.camera.framesSent = after.framesSent - before.framesSent;
+    run.camera.framesDropped = after.framesDropped - before.framesDropped;
+    run.camera.frameDelayMsTotal = after.frameDelayMsTotal - before.frameDelayMsTotal;
+    run.camera.streamBytesSent = after.streamBytesSent - before.streamBytesSent;
+    dm.StopStream();
+    dm.DisconnectFromDevice();
+    return ::testing::AssertionSuccess();
+}
+
+class LinkShaping : public ::testing::TestWithParam<bool> {};
+
+std::string transportName(const ::testing::TestParamInfo<bool>& p) { return p.param ? "Tcp" : "Udp"; }
+
+}  // namespace
+
+TEST_P(LinkShaping, LatencyDelaysEveryFrameWithoutLoweringTheRate) {
+    auto cams = sdktest::startCameras(GetParam() ? "127.0.130.2" : "127.0.130.12", kPort, {'1'});
+    d3sim::CameraServer& cam = (*cams)[0];
+    // 0.8 s at 25 fps: twenty frames on the wire at any time.
+    cam.faults().setLatencyMs(800);
+    Streamed run;
+    ASSERT_TRUE(stream(cam, GetParam(), 40, run));
+    // The camera sent (nearly) every frame it made; a link that held the
+    // sender for the whole delay would have sent one in twenty.
+    const double sentShare = double(run.camera.framesSent) / double(run.camera.framesSent + run.camera.framesDropped);
+    EXPECT_GE(sentShare, 0.9) << run.camera.framesSent << " sent, " << run.camera.framesDropped << " dropped";
+    const uint64_t gaps = run.client.framesDropped - run.client.framesOverwritten - run.client.framesIncomplete;
+    EXPECT_LE(gaps, 4u) << "frame ids skipped by the camera";
+    // Each frame left the camera the full latency after it was taken.
+    ASSERT_GT(run.camera.framesSent, 0u);
+    const double meanDelayMs = run.camera.frameDelayMsTotal / double(run.camera.framesSent);
+    EXPECT_GE(meanDelayMs, 800);
+    EXPECT_LT(meanDelayMs, 800 + 1000);
+}
+
+TEST_P(LinkShaping, ColourFramesThatDoNotFitTheBandwidthAreNotSent) {
+    auto cams = sdktest::startCameras(GetParam() ? "127.0.130.22" : "127.0.130.32", kPort, {'3'});
+    d3sim::CameraServer& cam = (*cams)[0];
+    // A colour frame is about 15 Mbit: at 100 Mbit/s fewer than 7 fit a second.
+    cam.faults().setBandwidthMbit(100);
+    Streamed run;
+    ASSERT_TRUE(stream(cam, GetParam(), 10, run));
+    EXPECT_GT(run.camera.framesDropped, run.camera.framesSent);
+    ASSERT_GT(run.client.seconds, 0);
+    const double mbit = double(run.client.bytesReceived) * 8 / run.client.seconds / 1e6;
+    EXPECT_LT(mbit, 100 * 1.25);
+    // The limit is lifted at once: every frame goes out again.
+    cam.faults().setBandwidthMbit(0);
+    ASSERT_TRUE(stream(cam, GetParam(), 20, run));
+    EXPECT_LE(run.camera.framesDropped, 2u);
+}
+
+INSTANTIATE_TEST_SUITE_P(Transports, LinkShaping, ::testing::Bool(), transportName);
