@@ -58,6 +58,10 @@ public:
     void cloudTaken() { cloudPending_.store(false, std::memory_order_release); }
 
     unsigned frameReads(FrameRead kind) const { return frameReads_[kind].load(); }
+    // Returns once no frame read is under way (at most the camera's timeout).
+    // With streaming off none starts again, so every frame read so far has
+    // then been handed to the views.
+    void waitForReadsToEnd() { std::lock_guard<std::mutex> lock(frameMutex_); }
 
 signals:
     void paintIR();

@@ -17,6 +17,7 @@
 #include "d3_sdk/DeviceManager.h"
 #include "d3_sdk/Extensions.h"
 #include "model/FrameGenerator.h"
+#include "waituntil.h"
 
 namespace {
 
@@ -216,7 +217,7 @@ TEST(UdpStream, ReconnectAfterTheCameraCameBackStreamsOverUdpAgain) {
     ASSERT_EQ(dm.GetTofData(&depth, nullptr, nullptr, nullptr), SUCCESS);
 
     cam->kill(1000);
-    for (int i = 0; i < 100 && lost == 0; ++i) std::this_thread::sleep_for(100ms);
+    ASSERT_TRUE(d3test::waitUntil([&] { return lost > 0; }));
     ASSERT_EQ(lost, 1);
     const uint64_t sentBefore = cam->stats().udpDatagramsSent;
     ReturnCode rc = NETWORK_ERROR;
