@@ -64,6 +64,36 @@ TEST_F(Session, OpensByListEntryAddressOrSerialAndReportsIdentity) {
 // A viewer that stopped the stream asks for its camera again before starting
 // it: the session stays as it is. The other transport needs a new session;
 // another camera is refused while one is open.
+// Device strings come from users and files too: without ":", empty parts,
+// bad addresses, binary, huge. None opens a camera, each is answered with a
+// code and its text, and the SDK opens a real camera afterwards.
+TEST_F(Session, MalformedDeviceStringsAreRefusedAndTheSdkCarriesOn) {
+    const std::string serial = (*cams_)[0].serial();
+    const std::string malformed[] = {"",
+                                     ":",
+                                     "::::",
+                                     "no colon at all",
+                                     serial + "X",
+                                     "127.0.76.250",
+                                     ":127.0.76.250",
+                                     serial + ":300.1.2.3",
+                                     serial + ":127.0.76.2:48601",
+                                     "127.0.76",
+                                     std::string("D3\0SIM:127.0.76.2", 17),
+                                     "\xff\xfe\x80:\x01\x02",
+                                     std::string(100000, ':'),
+                                     std::string(100000, 'x')};
+    dm.SetTimeout(1000);
+    for (const std::string& device : malformed) {
+        const ReturnCode rc = dm.InitDevice(device, true);
+        EXPECT_NE(rc, SUCCESS) << device.substr(0, 40);
+        EXPECT_FALSE(std::string(dm.GetReturnCodeDescriptor(rc)).empty());
+        int fps = 0;
+        EXPECT_NE(dm.GetFrameRate(fps), SUCCESS) << "no camera is open after " << device.substr(0, 40);
+    }
+    EXPECT_EQ(dm.InitDevice(serial, true), SUCCESS);
+}
+
 TEST_F(Session, InitDeviceOnTheOpenCameraKeepsOrReopensItAndRefusesAnother) {
     d3sim::CameraServer& cam = (*cams_)[1];
     d3sim::CameraServer& other = (*cams_)[0];
