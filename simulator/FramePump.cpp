@@ -198,12 +198,14 @@ void CameraServer::Impl::sendFrame(const FramePtr& frame) {
     }
     ++framesInSocket;
     const double delayMs = msSince(frame->produced);
-    streamConn->sendExternal(&frame->bytes, [this, frame, delayMs] {
+    const size_t bytes = frame->bytes.size();
+    streamConn->sendExternal(&frame->bytes, [this, frame, delayMs, bytes] {
         --framesInSocket;
+        // Back in the pool the buffer is the pump's again: nothing here reads it after.
         giveBackFrame(frame);
         std::lock_guard<std::mutex> lock(mutex);
         ++stats.framesSent;
-        stats.streamBytesSent += frame->bytes.size();
+        stats.streamBytesSent += bytes;
         stats.frameDelayMsTotal += delayMs;
     });
 }
