@@ -149,6 +149,9 @@ private slots:
         QVERIFY(s.button("pushButton_end_save")->isEnabled());
         QVERIFY(e2e::waitFor([&] { return handedOver() >= 20; }));
         QVERIFY(s.click("pushButton_end_save"));
+        // A frame read before the click may still be handed over; once that
+        // read has ended none is.
+        s.window().acquisition().waitForReadsToEnd();
         const unsigned series = handedOver();
         QVERIFY(series < unsigned(Recorder::kPoolSize));
         recorder().flush();
