@@ -55,6 +55,7 @@ constexpr uint16_t kCtlPort = 48832;
 constexpr int kSoftBudgetMs = 10000;
 constexpr int kLostLinkBudgetMs = 40000;
 constexpr int kFramesAgain = 10;  // painted frames that count as "flowing"
+constexpr int kStartMs = 60000;   // search, start or disconnect on a loaded machine
 
 struct Options {
     double minutes = 2;
@@ -158,7 +159,10 @@ public:
         window_ = std::make_unique<Widget>();
         window_->resize(1600, 900);
         window_->show();
-        if (!QTest::qWaitForWindowExposed(window_.get())) return fail("the window did not show");
+        if (!QTest::qWaitForWindowExposed(window_.get())) {
+            fail("the window did not show");
+            return finish(false);
+        }
         QElapsedTimer clock;
         clock.start();
         const qint64 total = qint64(opt_.minutes * 60000);
@@ -166,10 +170,12 @@ public:
         std::string moveTo = kMoved;
         int cycle = 0;
         while (cycle < 2 || clock.elapsed() < total) {
-            if (!startStreaming(tcp)) return fail("could not start streaming");
+            if (!startStreaming(tcp)) return finish(false);
             std::printf("cycle %d over %s\n", cycle, tcp ? "TCP" : "UDP");
             for (const Fault& f : schedule(moveTo)) {
-                if (!inject(f, cycle, tcp)) return finish(false);
+                // A fault the viewer did not recover from is counted; a user
+                // would then start the camera again, and so does the soak.
+                if (!inject(f, cycle, tcp) && !startStreaming(tcp)) return finish(false);
                 if (clock.elapsed() >= total && cycle >= 2) break;
             }
             moveTo = moveTo == kMoved ? kBase : kMoved;
@@ -192,29 +198,33 @@ private:
         auto* disconnect = window_->findChild<QPushButton*>("pushButton_6");
         if (session().status().connected()) {
             disconnect->click();
-            if (!waitFor([&] { return !session().busy() && !session().status().connected(); }, 30000)) return false;
+            if (!waitFor([&] { return !session().busy() && !session().status().connected(); }, kStartMs))
+                return fail("the session did not end");
         }
         session().setTransport(tcp);
         auto* combo = window_->findChild<QComboBox*>("comboBox");
         window_->findChild<QPushButton*>("pushButton")->click();
-        if (!waitFor([&] { return !session().busy() && combo->count() >= 2; }, 20000)) return false;
+        if (!waitFor([&] { return !session().busy() && combo->count() >= 2; }, kStartMs))
+            return fail("a search did not find both cameras");
         // The colour camera: model digit 3 at index 8 of its serial.
         for (int i = 0; i < combo->count(); ++i)
             if (combo->itemText(i).size() > 8 && combo->itemText(i)[8] == '3') combo->setCurrentIndex(i);
         const unsigned before = painted();
         window_->findChild<QPushButton*>("pushButton_2")->click();
-        return waitFor([&] { return streaming() && painted() >= before + kFramesAgain; }, 30000);
+        if (!waitFor([&] { return streaming() && painted() >= before + kFramesAgain; }, kStartMs))
+            return fail(streaming() ? "streaming, but no frames painted" : "the camera did not start");
+        return true;
     }
 
     bool inject(const Fault& f, int cycle, bool tcp) {
         QElapsedTimer t;
         for (const std::string& c : f.begin)
-            if (ctl(c).rfind("ok", 0) != 0) return false;
+            if (ctl(c).rfind("ok", 0) != 0) return fail("the camera did not take a fault command");
         if (f.holdMs > 0) {
             // Frames keep coming through a fault that holds the link, slower perhaps.
             QTest::qWait(f.holdMs);
             for (const std::string& c : f.end)
-                if (ctl(c).rfind("ok", 0) != 0) return false;
+                if (ctl(c).rfind("ok", 0) != 0) return fail("the camera did not take a fault command");
         } else {
             QTest::qWait(f.endsAfterMs);
         }
@@ -243,10 +253,10 @@ private:
         std::fflush(stdout);
     }
 
-    int fail(const char* why) {
+    bool fail(const char* why) {
         std::fprintf(stderr, "soak: %s\n", why);
         ++unrecovered_;
-        return finish(false);
+        return false;
     }
 
     int finish(bool completed) {
