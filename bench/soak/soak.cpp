@@ -212,8 +212,13 @@ private:
         // The colour camera: model digit 3 at index 8 of its serial.
         for (int i = 0; i < combo->count(); ++i)
             if (combo->itemText(i).size() > 8 && combo->itemText(i)[8] == '3') combo->setCurrentIndex(i);
+        // Picking another camera ends the session first: the start button
+        // comes back once that has run, as a user would see.
+        auto* start = window_->findChild<QPushButton*>("pushButton_2");
+        if (!waitFor([&] { return !session().busy() && start->isEnabled(); }, kStartMs))
+            return fail("the start button did not come back");
         const unsigned before = painted();
-        window_->findChild<QPushButton*>("pushButton_2")->click();
+        start->click();
         if (!waitFor([&] { return streaming() && painted() >= before + kFramesAgain; }, kStartMs))
             return fail(streaming() ? "streaming, but no frames painted" : "the camera did not start");
         return true;
