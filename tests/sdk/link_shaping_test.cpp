@@ -55,12 +55,12 @@ struct Streamed {
 
 class LinkShaping : public ::testing::TestWithParam<bool> {
 protected:
-    // The share of the frames it made that the camera sent. Over TCP a frame
-    // is dropped only by the link; the datagram sender also skips frames
-    // when it falls behind, which a loaded machine makes it do now and then,
-    // so its bound only tells a working link from one that holds frames back
-    // until they are lost (near none sent).
-    double minSentShare() const { return GetParam() ? 0.9 : 0.25; }
+    // The share of the frames it made that the camera sent. A loaded machine
+    // makes a reader slow (over TCP the camera then skips frames its socket
+    // cannot take) and the datagram sender fall behind (it skips frames too),
+    // so the bounds only tell a working link from one that holds frames back
+    // until they are lost, which sent about one in twenty.
+    double minSentShare() const { return GetParam() ? 0.5 : 0.25; }
     static double sentShare(const Streamed& run) {
         return double(run.camera.framesSent) / double(run.camera.framesSent + run.camera.framesDropped);
     }
@@ -91,12 +91,13 @@ TEST_P(LinkShaping, FramesThatDoNotFitTheBandwidthAreNotSent) {
     auto cams = sdktest::startCameras(GetParam() ? "127.0.130.22" : "127.0.130.32", kPort, {'1'});
     d3sim::CameraServer& cam = (*cams)[0];
     // A depth frame is about 12 Mbit: over TCP at 20 Mbit/s at most 1.6 fit a
-    // second; over UDP 60 Mbit/s keeps each frame well inside the SDK's
-    // deadline for completing it.
-    const double kMbit = GetParam() ? 20 : 60;
+    // second; over UDP 100 Mbit/s keeps each frame well inside the SDK's
+    // deadline for completing it, even when a loaded machine makes it ask
+    // for datagrams again.
+    const double kMbit = GetParam() ? 20 : 100;
     cam.faults().setBandwidthMbit(kMbit);
     Streamed run;
-    ASSERT_TRUE(stream(cam, GetParam(), 6, run));
+    ASSERT_TRUE(stream(cam, GetParam(), GetParam() ? 6 : 4, run));
     ASSERT_GT(run.camera.framesSent, 0u);
     ASSERT_GT(run.client.seconds, 0);
     // The link carries no more than its rate, however fast the camera makes
