@@ -61,6 +61,10 @@ public:
     unsigned frameReads(FrameRead kind) const { return frameReads_[kind].load(); }
     // The histogram and region figures of every converted frame.
     FrameAnalysis& analysis() { return analysis_; }
+    // Returns once no frame read is under way (at most the camera's timeout).
+    // With streaming off none starts again, so every frame read so far has
+    // then been handed to the views.
+    void waitForReadsToEnd() { std::lock_guard<std::mutex> lock(frameMutex_); }
 
 signals:
     void paintIR();

@@ -31,17 +31,42 @@ CameraSession::~CameraSession() {
     }
     pauseWake_.notify_all();
     QThread* owner = QThread::currentThread();
+    // The last job of the session thread; it hands back through a lock of
+    // ours (rather than a blocking queued call), so everything it did is
+    // visibly done before the members go.
+    std::mutex doneMutex;
+    std::condition_variable doneWake;
+    bool done = false;
     QMetaObject::invokeMethod(
         this,
-        [this, owner] {
+        [&] {
             // Waits for a callback in flight, so none can reach a session that
             // is being destroyed.
             camera_.RegisterNetworkMonitoringCallback(nullptr, nullptr);
             moveToThread(owner);
+            std::lock_guard<std::mutex> lock(doneMutex);
+            done = true;
+            doneWake.notify_all();
         },
-        Qt::BlockingQueuedConnection);
+        Qt::QueuedConnection);
+    {
+        std::unique_lock<std::mutex> lock(doneMutex);
+        doneWake.wait(lock, [&] { return done; });
+    }
     thread_.quit();
     thread_.wait();
+}
+
+void CameraSession::runNextJob() {
+    std::function<void()> job;
+    {
+        std::lock_guard<std::mutex> lock(jobsMutex_);
+        if (jobs_.empty()) return;
+        job = std::move(jobs_.front());
+        jobs_.pop_front();
+    }
+    if (!shuttingDown_) job();
+    if (--pending_ == 0) emit idle();
 }
 
 void CameraSession::pause(int ms) {

@@ -11,6 +11,8 @@
 #include <QThread>
 #include <atomic>
 #include <condition_variable>
+#include <deque>
+#include <functional>
 #include <mutex>
 #include <string>
 #include <vector>
@@ -81,6 +83,7 @@ signals:
 private:
     template <typename Job>
     void post(Job job);
+    void runNextJob();
     // Sleeps, unless the session is going away.
     void pause(int ms);
     void publish();
@@ -134,17 +137,21 @@ private:
     std::atomic<unsigned> endRequests_{0};
     std::mutex pauseMutex_;
     std::condition_variable pauseWake_;
+    // Posted jobs in order; one event per job runs them on the session thread.
+    std::mutex jobsMutex_;
+    std::deque<std::function<void()>> jobs_;
 };
 
 template <typename Job>
 void CameraSession::post(Job job) {
     ++pending_;
     ++requests_;
+    {
+        // The job itself goes through a queue of ours, under a lock the
+        // thread sanitizer can see; the event only says "run the next one".
+        std::lock_guard<std::mutex> lock(jobsMutex_);
+        jobs_.emplace_back(std::move(job));
+    }
     QMetaObject::invokeMethod(
-        this,
-        [this, job = std::move(job)]() mutable {
-            if (!shuttingDown_) job();
-            if (--pending_ == 0) emit idle();
-        },
-        Qt::QueuedConnection);
+        this, [this] { runNextJob(); }, Qt::QueuedConnection);
 }

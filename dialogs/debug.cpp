@@ -23,7 +23,7 @@ void debug::appendLog(const QString& line) {
     {
         // One queue for every caller keeps the call order, whichever thread
         // a line comes from; only the GUI thread drains it into the view.
-        QMutexLocker lock(&pendingMutex_);
+        std::lock_guard<std::mutex> lock(pendingMutex_);
         pending_.append(line);
         if (QThread::currentThread() != thread()) {
             if (!flushScheduled_) {
@@ -39,7 +39,7 @@ void debug::appendLog(const QString& line) {
 void debug::flushPending() {
     QStringList lines;
     {
-        QMutexLocker lock(&pendingMutex_);
+        std::lock_guard<std::mutex> lock(pendingMutex_);
         lines.swap(pending_);
         flushScheduled_ = false;
     }

@@ -3,9 +3,9 @@
 #pragma once
 
 #include <QDateTime>
-#include <QMutex>
 #include <QStringList>
 #include <QWidget>
+#include <mutex>
 
 namespace Ui {
 class debug;
@@ -40,7 +40,7 @@ private:
 
     Ui::debug* ui;
 
-    QMutex pendingMutex_;
+    std::mutex pendingMutex_;
     QStringList pending_;
     bool flushScheduled_ = false;
 };

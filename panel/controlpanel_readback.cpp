@@ -183,8 +183,8 @@ void ControlPanel::readConfigurationFromDevice() {
 
         showSpatialFilter(s->spatial.enable, PanelRules::spatialComboIndex(s->spatial.value));
         ui->widget_time_filter->setValue(PanelRules::timeEditorValue(s->time.value));
-        ui->widget_fly_filter->setValue(static_cast<int>(s->fly.value));
-        ui->widget_confidence_filter->setValue(static_cast<int>(s->confidence.value));
+        ui->widget_fly_filter->setValue(PanelRules::saturatingInt(s->fly.value));
+        ui->widget_confidence_filter->setValue(PanelRules::saturatingInt(s->confidence.value));
         ui->widget_time_filter->setChecked(s->time.enable);
         ui->widget_fly_filter->setChecked(s->fly.enable);
         ui->widget_confidence_filter->setChecked(s->confidence.enable);

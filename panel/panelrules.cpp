@@ -1,6 +1,7 @@
 #include "panelrules.h"
 
 #include <algorithm>
+#include <climits>
 
 namespace PanelRules {
 
@@ -13,12 +14,17 @@ ExposureLimits exposureLimits(const FrameRateLimits& map, int fps) {
     return {limits.first, limits.second};
 }
 
-float kernelSize(int v) { return static_cast<float>(2 * v + 1); }
+int saturatingInt(double v) {
+    if (!(v == v)) return 0;  // NaN
+    return static_cast<int>(std::clamp(v, double(INT_MIN), double(INT_MAX)));
+}
 
-int timeEditorValue(float kernel) { return static_cast<int>((kernel - 1) * 0.5); }
+float kernelSize(int v) { return static_cast<float>(2.0 * v + 1.0); }
+
+int timeEditorValue(float kernel) { return saturatingInt((double(kernel) - 1) * 0.5); }
 
 int spatialComboIndex(float kernel) {
-    const int index = static_cast<int>((kernel - 1) * 0.5 - 1);
+    const int index = saturatingInt((double(kernel) - 1) * 0.5 - 1);
     return std::clamp(index, 0, 2);
 }
 

@@ -18,6 +18,9 @@ struct ExposureLimits {
 // row, so a camera reporting an odd rate still gets sane editor ranges.
 ExposureLimits exposureLimits(const FrameRateLimits& map, int fps);
 
+// A number from a file or a camera as an int: NaN reads as 0, values beyond
+// an int saturate (a plain cast would be undefined).
+int saturatingInt(double v);
 // The time-domain and spatial filters take an odd kernel size 2v+1.
 float kernelSize(int v);
 // Inverse for the time editor: (k - 1) / 2, truncated.

@@ -23,7 +23,14 @@ SliderEditer::SliderEditer(QWidget* parent) : QWidget(parent), ui(new Ui::Form) 
     connect(ui->checkBox, &QCheckBox::clicked, this, &SliderEditer::onCheckClicked);
 }
 
-SliderEditer::~SliderEditer() { delete ui; }
+SliderEditer::~SliderEditer() {
+    // Closing the widget moves the focus off the line edit, which then reports
+    // its editing finished: not to this editor, whose part is already gone.
+    ui->lineEdit->disconnect(this);
+    ui->horizontalSlider->disconnect(this);
+    ui->checkBox->disconnect(this);
+    delete ui;
+}
 
 int SliderEditer::setLabelText(QString text) {
     ui->label->setText(tr(text.toUtf8().constData()));

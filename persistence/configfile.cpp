@@ -101,13 +101,16 @@ bool write(const QString& path, const PanelConfig& config) {
 }
 
 ReadResult read(const QString& path) {
-    ReadResult result;
     QFile file(path);
-    if (!file.open(QIODevice::ReadOnly | QIODevice::Text)) return result;
-    QTextStream in(&file);
+    if (!file.open(QIODevice::ReadOnly | QIODevice::Text)) return ReadResult{};
+    return parse(file.readAll());
+}
+
+ReadResult parse(const QByteArray& fileBytes) {
+    ReadResult result;
+    QTextStream in(fileBytes, QIODevice::ReadOnly);
     in.setCodec("UTF-8");
     const QString text = in.readAll();
-    file.close();
     QJsonParseError error{};
     const QJsonDocument document = QJsonDocument::fromJson(text.toUtf8(), &error);
     result.jsonError = int(error.error);

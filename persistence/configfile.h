@@ -38,6 +38,8 @@ struct ReadResult {
 // setting reads as 0/false and the result still counts as read: only an
 // error with a non-null document stops an import.
 ReadResult read(const QString& path);
+// The same for a file's bytes (UTF-8; invalid sequences read as U+FFFD).
+ReadResult parse(const QByteArray& fileBytes);
 
 // Copies in blocks, creating the destination's folder and replacing an
 // existing destination; false when either file cannot be opened.

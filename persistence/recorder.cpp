@@ -271,8 +271,11 @@ void Recorder::writeSet(FrameSet& set) {
         }
     };
     const QFileInfo folderInfo(set.folder);
-    // The frame's own folder; the save root itself is never made here.
-    if (!folderInfo.isDir() && !QDir(folderInfo.path()).mkdir(folderInfo.fileName())) {
+    // The frame's own folder; the save root itself is never made here. A
+    // single save's request makes the same folder on another writer thread,
+    // perhaps at this very moment: what counts is that it exists afterwards.
+    if (!folderInfo.isDir() && !QDir(folderInfo.path()).mkdir(folderInfo.fileName()) &&
+        !QFileInfo(set.folder).isDir()) {
         step(false, set.folder,
              QDir(folderInfo.path()).exists() ? QStringLiteral("the folder could not be made")
                                               : QStringLiteral("the save folder does not exist"));

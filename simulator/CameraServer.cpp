@@ -260,6 +260,8 @@ CameraServer::Stats CameraServer::stats() const {
     s.udpDatagramsLost = u.datagramsLost;
     s.udpResendRequests = u.resendRequests;
     s.udpDatagramsResent = u.datagramsResent;
+    s.streamBytesSent += u.bytesSent;
+    s.frameDelayMsTotal += u.delayMsTotal;
     return s;
 }
 

@@ -106,7 +106,10 @@ public:
 
     struct Stats {
         uint64_t framesSent = 0;
-        uint64_t framesDropped = 0;  // produced while the previous frame was still being written
+        // Produced but not sent: the link was still busy with an earlier frame
+        // (bandwidth), the client had not taken the last two, or the link
+        // already held over 128 MiB (a very long delay).
+        uint64_t framesDropped = 0;
         uint64_t sessionsOpened = 0;
         uint64_t sessionsTimedOut = 0;
         uint64_t repliesFromCache = 0;
@@ -119,6 +122,10 @@ public:
         uint64_t udpDatagramsLost = 0;
         uint64_t udpResendRequests = 0;
         uint64_t udpDatagramsResent = 0;
+        // Stream frames sent: bytes (resends not counted) and the time from each
+        // frame's exposure to its sending, summed (latency and jitter included).
+        uint64_t streamBytesSent = 0;
+        double frameDelayMsTotal = 0;
     };
     Stats stats() const;
 

@@ -42,6 +42,7 @@ std::string status(CameraServer& camera) {
     LinkFaults& f = camera.faults();
     out << "ok serial=" << camera.serial() << " address=" << camera.address() << " killed=" << camera.killed()
         << " paused=" << f.paused() << " loss=" << f.loss() << " latencyMs=" << f.latencyMs()
+        << " jitterMs=" << f.jitterMs() << " bandwidthMbit=" << f.bandwidthMbit()
         << " firmware=" << camera.camera().firmwareVersion() << " installed=" << camera.camera().installedFirmware()
         << " firmwareFaults=" << camera.firmwareFaults();
     return out.str();
@@ -52,6 +53,9 @@ std::string status(CameraServer& camera) {
 const char* faultCommandHelp() {
     return "loss RATIO [SEED]    drop this share (0..1) of stream datagrams, seeded\n"
            "latency MS           delay every control reply and frame by MS (0..10000)\n"
+           "jitter MS            delay each reply and frame by a further 0..MS (0..10000), order kept\n"
+           "bandwidth MBIT       limit the stream to MBIT Mbit/s (0 lifts the limit); frames that\n"
+           "                     do not fit are not sent\n"
            "pause SECONDS        answer nothing for SECONDS (0..600), then carry on\n"
            "kill [SECONDS]       vanish from the network; come back after SECONDS if given\n"
            "restart              come back after kill, with the stored settings and address\n"
@@ -75,7 +79,8 @@ std::string runFaultCommand(CameraServer& camera, const std::string& line) {
     const size_t n = w.size();
     double d = 0;
     long long i = 0;
-    if (cmd == "help") return "ok commands: loss latency pause kill restart fail address trigger firmware status";
+    if (cmd == "help")
+        return "ok commands: loss latency jitter bandwidth pause kill restart fail address trigger firmware status";
     if (cmd == "status" && n == 1) return status(camera);
     if (cmd == "loss" && (n == 2 || n == 3)) {
         if (!toDouble(w[1], d) || d < 0 || d > 1) return "error: loss ratio must be between 0 and 1";
@@ -88,6 +93,16 @@ std::string runFaultCommand(CameraServer& camera, const std::string& line) {
         if (!toInt(w[1], i) || i < 0 || i > 10000) return "error: latency must be 0..10000 ms";
         camera.faults().setLatencyMs(int(i));
         return "ok latency " + w[1] + " ms";
+    }
+    if (cmd == "jitter" && n == 2) {
+        if (!toInt(w[1], i) || i < 0 || i > 10000) return "error: jitter must be 0..10000 ms";
+        camera.faults().setJitterMs(int(i));
+        return "ok jitter " + w[1] + " ms";
+    }
+    if (cmd == "bandwidth" && n == 2) {
+        if (!toDouble(w[1], d) || d < 0 || d > 100000) return "error: bandwidth must be 0..100000 Mbit/s";
+        camera.faults().setBandwidthMbit(d);
+        return d > 0 ? "ok bandwidth " + w[1] + " Mbit/s" : std::string("ok bandwidth unlimited");
     }
     if (cmd == "pause" && n == 2) {
         if (!toDouble(w[1], d) || d < 0 || d > 600) return "error: pause must be 0..600 s";

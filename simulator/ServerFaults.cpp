@@ -87,10 +87,10 @@ void CameraServer::Impl::resumeAfterPause() {
         if (!conn->closed()) onMessage(conn, msg);
 }
 
-void CameraServer::Impl::afterLatency(std::function<void()> fn) {
-    const int ms = faults.latencyMs();
-    if (ms <= 0) return asio::post(io, std::move(fn));
-    auto timer = std::make_shared<asio::steady_timer>(io, std::chrono::milliseconds(ms));
+void CameraServer::Impl::afterLatency(size_t bytes, std::function<void()> fn) {
+    // Each reply has its own timer, so a long delay holds no later reply back
+    // beyond its own arrival time; the link keeps them in order.
+    auto timer = std::make_shared<asio::steady_timer>(io, faults.replyArrival(bytes));
     timer->async_wait([timer, fn = std::move(fn)](const asio::error_code&) { fn(); });
 }
 

@@ -41,8 +41,9 @@ struct CameraServer::Impl {
     // While paused, requests wait here and are replayed when the pause ends.
     void deferWhilePaused(const Connection::Ptr& conn, const d3proto::Message& msg);
     void resumeAfterPause();
-    // Runs `fn` on the io thread after the configured latency (at once without).
-    void afterLatency(std::function<void()> fn);
+    // Runs `fn` on the io thread when a reply of `bytes` handed to the link now
+    // reaches the client (at once on an unshaped link).
+    void afterLatency(size_t bytes, std::function<void()> fn);
 
     // --- sessions and commands (ServerSession.cpp)
     void onMessage(const Connection::Ptr& conn, d3proto::Message& msg);
@@ -72,7 +73,20 @@ struct CameraServer::Impl {
     // --- frame pump (FramePump.cpp)
     void pumpLoop();
     void produceFrame();
-    void sendFrontFrame();  // io
+    // Frames the TCP stream carries through the simulated link: produced by
+    // the pump into a buffer from a pool, delivered by the io thread once the
+    // link's delay has passed.
+    struct FrameBuffer {
+        std::vector<uint8_t> bytes;  // a whole FrameEvent message
+        Clock::time_point produced;
+    };
+    using FramePtr = std::shared_ptr<FrameBuffer>;
+    FramePtr takeFrameBuffer();          // pump; null when the link holds too much already
+    void giveBackFrame(FramePtr frame);  // any thread
+    void deliverFrame(FramePtr frame, Clock::time_point arrival, uint64_t generation);  // io
+    void deliverDueFrames();                                                            // io
+    void sendFrame(const FramePtr& frame);                                              // io
+    void forgetFramesInFlight();  // io: the stream connection changed
     void notifyPump();
     void queueTrigger();
 
@@ -156,9 +170,24 @@ struct CameraServer::Impl {
     bool quit = false;        // under pumpMutex
     int pendingTriggers = 0;  // under pumpMutex
     std::atomic<bool> streamAttached{false};
-    std::atomic<bool> writing{false};  // the front buffer is being sent
-    std::vector<uint8_t> front, back;  // whole FrameEvent messages
+    std::vector<uint8_t> back;  // the datagram stream's frame payload
+    size_t lastFrameBytes = 0;
     FrameSet frame;
+    // Frame buffers not in use, and the bytes of all of them (under poolMutex).
+    std::mutex poolMutex;
+    std::vector<FramePtr> freeFrames;
+    size_t frameBytesAllocated = 0;
+    // io: frames on the simulated wire, in arrival order; frames handed to the
+    // socket and not yet written; the stream connection they were meant for.
+    struct InFlight {
+        FramePtr frame;
+        Clock::time_point arrival;
+        uint64_t generation;
+    };
+    std::deque<InFlight> inFlight;
+    asio::steady_timer inFlightTimer{io};
+    int framesInSocket = 0;
+    std::atomic<uint64_t> streamGeneration{0};
     JpegEncoder jpeg;
     uint32_t frameCounter = 0;
 

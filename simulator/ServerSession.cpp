@@ -33,6 +33,7 @@ void CameraServer::Impl::onClosed(const Connection::Ptr& conn) {
     if (conn == streamConn) {
         streamConn.reset();
         streamAttached = false;
+        forgetFramesInFlight();
     }
 }
 
@@ -46,8 +47,9 @@ void CameraServer::Impl::reply(const Connection::Ptr& conn, const d3proto::Heade
         replyCache.push_back({request.requestId, request.command, bytes});
         if (replyCache.size() > kReplyCacheSize) replyCache.pop_front();
     }
-    if (faults.latencyMs() <= 0) return conn->send(std::move(bytes), std::move(done));
-    afterLatency([conn, bytes = std::move(bytes), done = std::move(done)]() mutable {
+    if (!faults.shaped()) return conn->send(std::move(bytes), std::move(done));
+    const size_t size = bytes.size();
+    afterLatency(size, [conn, bytes = std::move(bytes), done = std::move(done)]() mutable {
         conn->send(std::move(bytes), std::move(done));
     });
 }
@@ -181,6 +183,7 @@ void CameraServer::Impl::endSession(const char* reason) {
     owner.reset();
     streamConn.reset();
     streamAttached = false;
+    forgetFramesInFlight();
     token = 0;
     udp.endSession();
     udpSession = false;
@@ -224,13 +227,18 @@ void CameraServer::Impl::handleStream(const Connection::Ptr& conn, d3proto::Mess
     }
     if (udpSession) return reply(conn, h, st::kNotSupported, {{"error", "this session streams over UDP"}});
     if (streamConn && streamConn != conn) streamConn->close();
+    forgetFramesInFlight();
     streamConn = conn;
     camera->logCommand("AttachStream", d3proto::dump(args), st::kSuccess);
-    reply(conn, h, st::kSuccess, Json::object());
-    const std::string calib = d3proto::dump(d3proto::toJson(camera->calibration()));
-    conn->send(d3proto::makeMessage(d3proto::MessageType::Event, uint16_t(Command::CalibrationEvent), 0, 0, calib));
-    streamAttached = true;
-    notifyPump();
+    // The calibration and then the frames follow the reply, which a shaped
+    // link may still be holding back.
+    reply(conn, h, st::kSuccess, Json::object(), [this, conn] {
+        if (conn->closed() || conn != streamConn) return;
+        const std::string calib = d3proto::dump(d3proto::toJson(camera->calibration()));
+        conn->send(d3proto::makeMessage(d3proto::MessageType::Event, uint16_t(Command::CalibrationEvent), 0, 0, calib));
+        streamAttached = true;
+        notifyPump();
+    });
 }
 
 }  // namespace d3sim

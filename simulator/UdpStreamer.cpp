@@ -77,22 +77,33 @@ void UdpStreamer::close() {
     if (wakeFd_ >= 0) ::close(wakeFd_.exchange(-1));
     token_ = 0;
     haveClient_ = false;
-    jobs_.clear();
+    dropJobs();
     for (Slot& s : slots_) s.valid = false;
+}
+
+void UdpStreamer::dropJobs() {
+    jobs_.clear();
+    for (Slot& s : slots_) s.pending = 0;
+}
+
+UdpStreamer::Slot* UdpStreamer::findSlot(uint32_t frameId) {
+    for (Slot& s : slots_)
+        if (s.valid && s.frameId == frameId) return &s;
+    return nullptr;
 }
 
 void UdpStreamer::beginSession(uint32_t token) {
     std::lock_guard<std::mutex> lock(mutex_);
     token_ = token;
     haveClient_ = false;
-    jobs_.clear();
+    dropJobs();
 }
 
 void UdpStreamer::endSession() {
     std::lock_guard<std::mutex> lock(mutex_);
     token_ = 0;
     haveClient_ = false;
-    jobs_.clear();
+    dropJobs();
 }
 
 bool UdpStreamer::hasClient() const {
@@ -112,30 +123,40 @@ void UdpStreamer::wake() {
     [[maybe_unused]] const ssize_t n = ::write(fd, &one, sizeof one);
 }
 
-void UdpStreamer::submit(uint32_t frameId, const uint8_t* payload, size_t size, int frameRate) {
+void UdpStreamer::submit(uint32_t frameId, const uint8_t* payload, size_t size, int frameRate,
+                         Clock::time_point exposure) {
     const uint32_t count = d3proto::udpPacketCount(uint32_t(size));
     if (size == 0 || count > 0xFFFF) return;
     {
         std::lock_guard<std::mutex> lock(mutex_);
         if (!haveClient_) return;
-        // Reuse the slot of the oldest frame the thread is not sending.
+        // Reuse the slot of the oldest frame that is neither being sent, nor
+        // waiting to be, nor among the last kHistory sent.
         Slot* target = nullptr;
         for (Slot& s : slots_) {
-            if (s.busy) continue;
+            if (s.busy || s.pending) continue;
             if (!s.valid) {
                 target = &s;
                 break;
             }
+            if (s.sentOrder != 0 && sentOrder_ - s.sentOrder < kHistory) continue;
             if (!target || frameId - s.frameId > frameId - target->frameId) target = &s;
         }
-        if (!target) return;
+        if (!target && slots_.size() < kMaxFrames) target = &slots_.emplace_back();
+        if (!target) {
+            ++stats_.framesExpired;  // the link already holds all it can
+            return;
+        }
         target->frameId = frameId;
         target->valid = true;
+        target->pending = 1;
+        target->sentOrder = 0;
+        target->exposure = exposure;
         target->payload.assign(payload, payload + size);
         const microseconds period(1000000 / std::max(1, frameRate));
         const uint32_t bursts = (count + kBurst - 1) / kBurst;
         target->pacing = std::min(kMaxPacing, period / kPacingShareOfPeriod / bursts);
-        jobs_.push_back(Job{frameId, Clock::now() + std::chrono::milliseconds(faults_.latencyMs()), {}});
+        jobs_.push_back(Job{frameId, faults_.datagramFrameDue(), {}});
         wake();
     }
 }
@@ -159,37 +180,46 @@ void UdpStreamer::run() {
 
 bool UdpStreamer::takeJob(Job& job, microseconds& wait) {
     std::lock_guard<std::mutex> lock(mutex_);
+    const auto now = Clock::now();
+    auto take = [&](std::deque<Job>::iterator it) {
+        if (Slot* slot = findSlot(it->frameId)) --slot->pending;
+        job = std::move(*it);
+        return jobs_.erase(it);
+    };
     // Resends first: they finish frames already on their way.
-    auto resend = std::find_if(jobs_.begin(), jobs_.end(), [](const Job& j) { return !j.ranges.empty(); });
+    auto resend =
+        std::find_if(jobs_.begin(), jobs_.end(), [&](const Job& j) { return !j.ranges.empty() && j.due <= now; });
     if (resend != jobs_.end()) {
-        job = std::move(*resend);
-        jobs_.erase(resend);
+        take(resend);
         return true;
     }
-    const auto now = Clock::now();
     // Only the newest due frame goes out: a sender that fell behind skips
-    // frames rather than building up delay, as over TCP.
+    // frames rather than building up delay, as over TCP. Jobs are in order of
+    // their due times, so every job before it is a frame that is due too.
     auto newestDue = jobs_.end();
-    for (auto it = jobs_.begin(); it != jobs_.end(); ++it)
-        if (it->due <= now) newestDue = it;
+    for (auto it = jobs_.begin(); it != jobs_.end() && it->due <= now; ++it)
+        if (it->ranges.empty()) newestDue = it;
     if (newestDue == jobs_.end()) {
         if (!jobs_.empty())
             wait = std::min(wait, std::chrono::duration_cast<microseconds>(jobs_.front().due - now) + microseconds(1));
         return false;
     }
-    stats_.framesExpired += uint64_t(newestDue - jobs_.begin());
-    job = std::move(*newestDue);
-    jobs_.erase(jobs_.begin(), newestDue + 1);
+    for (auto it = jobs_.begin(); it != newestDue; ++it) {
+        if (Slot* slot = findSlot(it->frameId)) --slot->pending;
+        ++stats_.framesExpired;
+    }
+    newestDue = jobs_.erase(jobs_.begin(), newestDue);
+    take(newestDue);
     return true;
 }
 
 void UdpStreamer::sendJob(const Job& job) {
     Slot* slot = nullptr;
     sockaddr_in to{};
+    double delayMs = 0;
     {
         std::lock_guard<std::mutex> lock(mutex_);
-        for (Slot& s : slots_)
-            if (s.valid && s.frameId == job.frameId) slot = &s;
+        slot = findSlot(job.frameId);
         if (!slot) {
             ++(job.ranges.empty() ? stats_.framesExpired : stats_.resendsTooLate);
             return;
@@ -197,6 +227,10 @@ void UdpStreamer::sendJob(const Job& job) {
         if (!haveClient_) return;
         to = client_;
         ++slot->busy;
+        if (job.ranges.empty()) {
+            slot->sentOrder = ++sentOrder_;
+            delayMs = std::chrono::duration<double, std::milli>(Clock::now() - slot->exposure).count();
+        }
     }
     const uint16_t count = uint16_t(d3proto::udpPacketCount(uint32_t(slot->payload.size())));
     std::vector<d3proto::PacketRange> all;
@@ -207,9 +241,22 @@ void UdpStreamer::sendJob(const Job& job) {
     }
     uint64_t sent = 0, lost = 0;
     uint32_t inBurst = 0;
+    size_t burstBytes = 0;
     bool stillClient = true;
+    // Pauses between bursts, still answering hellos and resend requests. A
+    // bandwidth limit stretches the pause to the time the burst takes on the
+    // link, which is what lowers the frame rate on a slow link.
+    auto pace = [&] {
+        const auto until = Clock::now() + std::max(slot->pacing, faults_.transmitTime(burstBytes));
+        for (auto now = Clock::now(); now < until; now = Clock::now())
+            receive(std::chrono::duration_cast<microseconds>(until - now));
+        burstBytes = 0;
+    };
     for (const d3proto::PacketRange& r : *ranges) {
         for (uint32_t p = r.first; p <= r.last && p < count && stillClient && !quit_; ++p) {
+            // A datagram lost on the way has used the link all the same.
+            burstBytes +=
+                d3proto::kUdpHeaderSize + std::min(d3proto::kUdpChunk, slot->payload.size() - p * d3proto::kUdpChunk);
             if (faults_.dropPacket()) {
                 ++lost;
             } else {
@@ -219,10 +266,7 @@ void UdpStreamer::sendJob(const Job& job) {
             if (++inBurst < kBurst) continue;
             inBurst = 0;
             flush();
-            // Pause between bursts, still answering hellos and resend requests.
-            const auto until = Clock::now() + slot->pacing;
-            for (auto now = Clock::now(); now < until; now = Clock::now())
-                receive(std::chrono::duration_cast<microseconds>(until - now));
+            pace();
             // Resends go out between a frame's bursts: the client should not
             // wait a whole frame for them.
             if (job.ranges.empty()) sendQueuedResends();
@@ -231,14 +275,19 @@ void UdpStreamer::sendJob(const Job& job) {
         }
     }
     flush();
+    if (burstBytes > 0 && faults_.bandwidthMbit() > 0) pace();
     std::lock_guard<std::mutex> lock(mutex_);
     --slot->busy;
     stats_.datagramsSent += sent;
     stats_.datagramsLost += lost;
-    if (job.ranges.empty())
+    if (job.ranges.empty()) {
+        // Counted together, so the figures of any stretch of time agree.
         ++stats_.framesSent;
-    else
+        stats_.bytesSent += slot->payload.size();
+        stats_.delayMsTotal += delayMs;
+    } else {
         stats_.datagramsResent += sent + lost;
+    }
 }
 
 void UdpStreamer::sendQueuedResends() {
@@ -246,8 +295,11 @@ void UdpStreamer::sendQueuedResends() {
         Job resend;
         {
             std::lock_guard<std::mutex> lock(mutex_);
-            auto it = std::find_if(jobs_.begin(), jobs_.end(), [](const Job& j) { return !j.ranges.empty(); });
+            const auto now = Clock::now();
+            auto it = std::find_if(jobs_.begin(), jobs_.end(),
+                                   [&](const Job& j) { return !j.ranges.empty() && j.due <= now; });
             if (it == jobs_.end()) return;
+            if (Slot* slot = findSlot(it->frameId)) --slot->pending;
             resend = std::move(*it);
             jobs_.erase(it);
         }
@@ -332,9 +384,8 @@ void UdpStreamer::handle(const uint8_t* data, size_t size, const sockaddr_in& fr
         ++stats_.datagramsIgnored;
         return;
     }
-    const bool kept = std::any_of(std::begin(slots_), std::end(slots_),
-                                  [&](const Slot& s) { return s.valid && s.frameId == resend.frameId; });
-    if (!kept) {
+    Slot* slot = findSlot(resend.frameId);
+    if (!slot || slot->sentOrder == 0) {
         ++stats_.resendsTooLate;
         return;
     }
@@ -342,7 +393,10 @@ void UdpStreamer::handle(const uint8_t* data, size_t size, const sockaddr_in& fr
     const size_t queued =
         size_t(std::count_if(jobs_.begin(), jobs_.end(), [](const Job& j) { return !j.ranges.empty(); }));
     if (queued >= kMaxQueuedResends) return;  // a flood of requests must not starve new frames
-    jobs_.push_back(Job{resend.frameId, Clock::now(), std::move(resend.ranges)});
+    // The answer travels the same link as the frames: it waits out the delay
+    // too, and the frame stays kept until then.
+    ++slot->pending;
+    jobs_.push_back(Job{resend.frameId, faults_.datagramFrameDue(), std::move(resend.ranges)});
 }
 
 }  // namespace d3sim

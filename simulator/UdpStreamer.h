@@ -34,6 +34,8 @@ public:
         uint64_t datagramsResent = 0;   // resent, before the loss fault
         uint64_t resendsTooLate = 0;    // requests for frames no longer kept
         uint64_t datagramsIgnored = 0;  // not ours, wrong token, not from the client
+        uint64_t bytesSent = 0;         // frame payload bytes sent once
+        double delayMsTotal = 0;        // exposure to first datagram, summed over frames sent
     };
 
     // `onClient` runs on the streamer's thread when a hello with the expected
@@ -55,13 +57,19 @@ public:
     bool hasClient() const;
 
     // Queues one frame payload (copied into the history) for sending, after
-    // the fault latency. `frameRate` sets the pacing of its datagrams.
-    void submit(uint32_t frameId, const uint8_t* payload, size_t size, int frameRate);
+    // the link's delay. `frameRate` sets the pacing of its datagrams (slower
+    // still under a bandwidth limit); `exposure` is when it was taken.
+    void submit(uint32_t frameId, const uint8_t* payload, size_t size, int frameRate,
+                std::chrono::steady_clock::time_point exposure = std::chrono::steady_clock::now());
 
     Stats stats() const;
 
-    // Frames kept for resend requests (over half a second at 25 fps).
+    // Frames kept for resend requests after they were sent (over half a
+    // second at 25 fps). Frames still waiting out the link's delay, and frames
+    // a delayed resend will need, are kept besides.
     static constexpr size_t kHistory = 16;
+    // Frames held at most, sent or waiting: over two seconds of delay at 25 fps.
+    static constexpr size_t kMaxFrames = 80;
     // Datagrams handed to the system in one call.
     static constexpr size_t kMaxBurst = 32;
 
@@ -70,7 +78,10 @@ private:
         uint32_t frameId = 0;
         bool valid = false;
         int busy = 0;                         // being sent by the thread: submit() must not overwrite it
+        int pending = 0;                      // jobs queued for this frame
+        uint64_t sentOrder = 0;               // when its first sending began (0: not yet)
         std::chrono::microseconds pacing{0};  // pause after each burst
+        std::chrono::steady_clock::time_point exposure;
         std::vector<uint8_t> payload;
     };
     struct Job {
@@ -91,6 +102,8 @@ private:
     void gather(const Slot& slot, uint16_t packetId, uint16_t count, const sockaddr_in& to);
     void flush();
     void wake();
+    Slot* findSlot(uint32_t frameId);  // under mutex_
+    void dropJobs();                   // under mutex_
 
     LinkFaults& faults_;
     std::function<void()> onClient_;
@@ -111,8 +124,9 @@ private:
     uint32_t token_ = 0;  // 0: no datagram session
     bool haveClient_ = false;
     sockaddr_in client_{};
-    Slot slots_[kHistory];
-    std::deque<Job> jobs_;  // frames in submit order, resends in arrival order
+    std::deque<Slot> slots_;  // grows up to kMaxFrames; a deque keeps references stable
+    uint64_t sentOrder_ = 0;  // frames whose sending has begun
+    std::deque<Job> jobs_;    // frames in submit order, resends in arrival order
     Stats stats_;
 };
 

@@ -52,11 +52,17 @@ int main(int argc, char** argv) {
         ->check(CLI::Range(0, 60000));
     double loss = 0;
     int latencyMs = 0;
+    int jitterMs = 0;
+    double bandwidthMbit = 0;
     uint16_t ctlPort = d3sim::kFaultControlPort;
     app.add_option("--loss", loss, "share of stream datagrams lost from the start (0..1, seeded)")
         ->check(CLI::Range(0.0, 1.0));
     app.add_option("--latency", latencyMs, "milliseconds added to every control reply and frame")
         ->check(CLI::Range(0, 10000));
+    app.add_option("--jitter", jitterMs, "a further 0..MS milliseconds on each reply and frame, order kept")
+        ->check(CLI::Range(0, 10000));
+    app.add_option("--bandwidth", bandwidthMbit, "stream bandwidth in Mbit/s (0: unlimited)")
+        ->check(CLI::Range(0.0, 100000.0));
     app.add_option("--ctl-port", ctlPort,
                    "TCP port of each camera's control socket, on the address it started at (0: none)")
         ->capture_default_str();
@@ -119,6 +125,8 @@ int main(int argc, char** argv) {
     for (int i = 0; i < cameras.size(); ++i) {
         cameras[i].faults().setLoss(loss, config.seed + uint64_t(i));
         cameras[i].faults().setLatencyMs(latencyMs);
+        cameras[i].faults().setJitterMs(jitterMs);
+        cameras[i].faults().setBandwidthMbit(bandwidthMbit);
         std::string ctlNote;
         if (ctlPort != 0) {
             auto control = std::make_unique<d3sim::FaultControlServer>(cameras[i]);

@@ -1,7 +1,9 @@
 // The window with a camera whose every call takes a full second: the event
-// loop keeps answering within 100 ms through the panel's controls, the HDR
-// and fast-mode switches, stop and start, and the camera still receives each
-// sequence's calls in their order.
+// loop never waits for the camera through the panel's controls, the HDR and
+// fast-mode switches, stop and start, and the camera still receives each
+// sequence's calls in their order. The longest wait is printed; the bound is
+// half a camera call, so a loaded machine or a sanitizer build passes while a
+// GUI that waited for one call would not.
 #include <QCheckBox>
 #include <QComboBox>
 #include <QLabel>
@@ -19,7 +21,7 @@
 namespace {
 
 constexpr int kCallMs = 1000;
-constexpr qint64 kAnswerMs = 100;
+constexpr qint64 kAnswerMs = kCallMs / 2;
 
 using Names = std::vector<std::string>;
 

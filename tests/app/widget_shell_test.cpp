@@ -449,11 +449,16 @@ private slots:
         QCOMPARE(camera_->count("ReconnectDevice"), 1);
         camera_->clearCalls();
         clearLog(*w_);
-        // The fake camera is back at the first attempt.
+        // The fake camera is back at the first attempt. A burst of callbacks
+        // starts one recovery: the attempt is held until the burst is over,
+        // so a fast recovery cannot end between the two.
+        camera_->holdNext("ReconnectDevice");
         std::thread([&] {
             camera_->fireLinkCallback("SN01", "link down");
             camera_->fireLinkCallback("SN01", "link down");
         }).join();
+        QTRY_VERIFY(camera_->waiting("ReconnectDevice"));
+        camera_->release("ReconnectDevice");
         QVERIFY(settle());
         QCOMPARE(logLines(*w_).filter("try to reinit...").size(), 1);
         QCOMPARE(logLines(*w_).filter("sdk callback:SN01link down").size(), 2);

@@ -84,7 +84,9 @@ private slots:
         w.show();
         QVERIFY(QTest::qWaitForWindowExposed(&w));
         w.paneArea()->setProportion();
-        QTest::qWait(300);
+        // The new stretch takes effect with the layout requests it posted.
+        QCoreApplication::sendPostedEvents(nullptr, QEvent::LayoutRequest);
+        QCoreApplication::processEvents();
 
         const QImage shot = w.grab().toImage();
         const QString out = qEnvironmentVariableIsSet("DEXALON_SCREENSHOT")

@@ -4,7 +4,6 @@
 // hidden panes are not repainted. Cameras: model 3 (1080p colour) and
 // model 1 (no colour), both at 10 fps.
 #include <QCheckBox>
-#include <QElapsedTimer>
 #include <QGraphicsScene>
 #include <QLabel>
 #include <QScreen>
@@ -70,7 +69,7 @@ class FramesE2eTest : public QObject {
         // Read-out at the middle of every pane.
         auto* dep = s.child<GraphicsView>("graphicsViewDep");
         QTest::mouseClick(dep->viewport(), Qt::LeftButton, {}, dep->mapFromScene(QPointF(320, 240)));
-        QTest::qWait(1500);
+        QVERIFY(advances([&] { return w().frameDisplay().paintedFrames(1); }, 5));
         const QPixmap shot = QGuiApplication::primaryScreen()->grabWindow(w().winId());
         QVERIFY2(shot.save(out, "PNG"), qPrintable(out));
     }
@@ -113,40 +112,27 @@ private slots:
         auto* cloud = s.child<CloudPoint>("widgetCp");
         if (haveDisplay()) QVERIFY(e2e::waitFor([&] { return cloud->pointcloudeNum() > 1000; }));
 
-        // Two-second windows: each label settles near the rate its pane is
-        // painted at, which is the camera's unless a loaded machine holds the
-        // stream or the GUI below it.
+        // Each pane's label shows the rate it is painted at (the meter's
+        // arithmetic is tested in views_logic_test): some frames, and never
+        // more than the camera sends.
         QVERIFY(e2e::waitFor([&] {
             return fpsShown("label_dep_fps") > 0 && fpsShown("label_ir_fps") > 0 && fpsShown("label_rgb_fps") > 0;
         }));
-        const struct {
-            const char* label;
-            int pane;
-        } panes[] = {{"label_dep_fps", 1}, {"label_ir_fps", 2}, {"label_rgb_fps", 4}};
-        unsigned painted0[3];
-        for (int i = 0; i < 3; ++i) painted0[i] = w().frameDisplay().paintedFrames(panes[i].pane);
-        QElapsedTimer window;
-        window.start();
-        QTest::qWait(4000);
-        for (int i = 0; i < 3; ++i) {
-            const double rate =
-                (w().frameDisplay().paintedFrames(panes[i].pane) - painted0[i]) * 1000.0 / window.elapsed();
-            const int shown = fpsShown(panes[i].label);
-            QVERIFY2(shown <= kFps + 2, panes[i].label);
-            QVERIFY2(std::abs(shown - rate) <= std::max(2.5, 0.4 * rate),
-                     qPrintable(QString("%1 shows %2, painted at %3/s").arg(panes[i].label).arg(shown).arg(rate)));
-        }
+        for (const char* label : {"label_dep_fps", "label_ir_fps", "label_rgb_fps"})
+            QVERIFY2(fpsShown(label) <= kFps + 2, label);
         QVERIFY(s.labelText("label_dep").endsWith("mm"));
         QVERIFY(s.labelText("label_rgb").startsWith("rgb("));
         saveScreenshot();
 
-        // Stop: the workers idle and the panes keep the last frame.
+        // Stop: the workers idle and the panes keep the last frame. A read in
+        // progress at the stop still delivers its frame; once it has ended no
+        // read starts, so nothing more is painted.
         QVERIFY(s.stop());
-        // A read in progress at the stop still delivers its frame; the SDK
-        // timeout (1 s) bounds it.
-        QTest::qWait(1500);
+        QVERIFY(!w().acquisition().streaming());
+        w().acquisition().waitForReadsToEnd();
+        QCoreApplication::processEvents();
         const unsigned depAfterStop = w().frameDisplay().paintedFrames(1);
-        QTest::qWait(600);
+        QVERIFY(s.settle());
         QCOMPARE(w().frameDisplay().paintedFrames(1), depAfterStop);
         QCOMPARE(paneImage("graphicsViewDep").size(), QSize(640, 480));
     }
@@ -207,7 +193,10 @@ private slots:
         QVERIFY(clickBox("checkBoxCp"));
         QVERIFY(s.child<QWidget>("widget_IR")->isHidden());
         QVERIFY(s.child<QWidget>("widget_CP")->isHidden());
-        QTest::qWait(1500);  // a frame read before the click may still be handed over
+        // A frame read before the click may still be handed over; the reads
+        // after it see the panes hidden.
+        w().acquisition().waitForReadsToEnd();
+        QCoreApplication::processEvents();
         const unsigned ir = w().frameDisplay().paintedFrames(2), cloud = w().frameDisplay().paintedFrames(3);
         QVERIFY(advances([&] { return w().frameDisplay().paintedFrames(1); }, 8));
         QCOMPARE(w().frameDisplay().paintedFrames(2), ir);

@@ -11,6 +11,7 @@
 #include <QRegularExpression>
 #include <QSpinBox>
 #include <QtTest>
+#include <climits>
 #include <mutex>
 
 #include "acquisition.h"
@@ -181,6 +182,44 @@ private slots:
         QCOMPARE(camera_.commands(), (Names{"StopStream", "SetTriggerMode", "SetTriggerMode", "StartStream"}));
         QCOMPARE(messages(), (QStringList{"set TriggerModel: 2", "set TriggerModel: 0"}));
         QCOMPARE(boxes_, QStringList{"状态异常"});
+    }
+
+    // A configuration file can hold any value that parses: extremes reach
+    // the panel and the camera without harm (no overflow in the values the
+    // panel derives from them), and the panel comes back afterwards.
+    void extremeValuesFromAFileAreAppliedWithoutHarm() {
+        for (const int extreme : {INT_MIN, -1, INT_MAX}) {
+            PanelConfig c;
+            c.triggerMode = extreme;
+            c.irGamma = extreme;
+            c.minColorMap = extreme;
+            c.maxColorMap = extreme;
+            c.exposureTime = extreme;
+            c.hdr = true;
+            c.spatialFilter = true;
+            c.timeFilter = extreme;
+            c.confidenceFilter = extreme;
+            c.flyFilter = extreme;
+            c.timeFilterOn = c.confidenceFilterOn = c.flyFilterOn = true;
+            c.fps = extreme;
+            c.fastMode = true;
+            c.dep2rgb = true;
+            c.rgbManual = true;
+            c.rgbExposureTime = extreme;
+            c.rgbBrightness = extreme;
+            c.rgbContrast = extreme;
+            c.spatialIndex = extreme;
+            c.hardDelayMs = extreme;
+            c.hardDelayUs = extreme;
+            clear();
+            bool done = false;
+            panel_->applyConfiguration(c, true, CameraScript(), [&](const ScriptOutcome&) { done = true; });
+            QVERIFY2(QTest::qWaitFor([&] { return done; }, 60000), qPrintable(QString::number(extreme)));
+            QVERIFY(settle());
+            QVERIFY(panel_->isEnabled());
+            QVERIFY(!camera_.commands().empty());
+            QCOMPARE(session_->status().state, SessionState::Streaming);
+        }
     }
 };
 

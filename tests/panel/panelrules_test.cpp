@@ -4,6 +4,9 @@
 
 #include <gtest/gtest.h>
 
+#include <climits>
+#include <limits>
+
 #include "frameratelimits.h"
 
 namespace {
@@ -80,6 +83,20 @@ TEST(FilterValues, EditorValueRoundTripsThroughKernel) {
     }
     for (int item = 1; item <= 3; ++item)
         EXPECT_EQ(PanelRules::spatialComboIndex(PanelRules::kernelSize(item)), item - 1);
+}
+
+// Kernels and values from files and cameras can be anything: nothing
+// overflows, and what cannot be shown saturates.
+TEST(FilterValues, ExtremeValuesSaturateInsteadOfOverflowing) {
+    EXPECT_EQ(PanelRules::kernelSize(INT_MAX), float(2.0 * INT_MAX + 1));
+    EXPECT_EQ(PanelRules::kernelSize(INT_MIN), float(2.0 * INT_MIN + 1));
+    EXPECT_EQ(PanelRules::timeEditorValue(1e30f), INT_MAX);
+    EXPECT_EQ(PanelRules::timeEditorValue(-1e30f), INT_MIN);
+    EXPECT_EQ(PanelRules::timeEditorValue(std::numeric_limits<float>::quiet_NaN()), 0);
+    EXPECT_EQ(PanelRules::spatialComboIndex(1e30f), 2);
+    EXPECT_EQ(PanelRules::spatialComboIndex(-std::numeric_limits<float>::infinity()), 0);
+    EXPECT_EQ(PanelRules::saturatingInt(3.9), 3);
+    EXPECT_EQ(PanelRules::saturatingInt(-3.9), -3);
 }
 
 TEST(FilterValues, CheckBoxKernelDiffersFromComboForItemThree) {

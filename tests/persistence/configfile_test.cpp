@@ -8,6 +8,7 @@
 #include <QFile>
 #include <QJsonDocument>
 #include <QTemporaryDir>
+#include <climits>
 
 #include "sampleconfig.h"
 
@@ -101,6 +102,53 @@ TEST(ConfigFile, BrokenTextStillReadsAndAppliesZeroEverywhere) {
     EXPECT_NE(r.jsonError, 0);
     EXPECT_TRUE(r.config == PanelConfig());
     EXPECT_EQ(ConfigFile::read(dir.filePath("missing")).status, ConfigFile::ReadResult::CannotOpen);
+}
+
+// What a user may hand the import instead of a configuration file. Nothing
+// of it stops the import or crashes: each reads the way the format says.
+TEST(ConfigFile, HugeValuesWrongTypesTruncatedAndBinaryContentReadAsTheFormatSays) {
+    // Numbers an int cannot hold read as 0; the ints at the ends of its
+    // range are passed on unchanged (the panel and the camera judge them).
+    ConfigFile::ReadResult r = ConfigFile::parse(R"({"IR_val": 1e300, "fps_setting": 3000000000,
+        "Exposure_time": -2147483648, "hardDelayms": 2147483647, "Trigger_mode": 1.5, "hardDelayus": -1e-300,
+        "DepShow": "true", "IRShow": 1, "CPShow": null, "RgbShow": {"a": true}, "fast_mode": [true]})");
+    ASSERT_EQ(r.status, ConfigFile::ReadResult::Read);
+    EXPECT_EQ(r.config.irGamma, 0);
+    EXPECT_EQ(r.config.fps, 0);
+    EXPECT_EQ(r.config.exposureTime, INT_MIN);
+    EXPECT_EQ(r.config.hardDelayMs, INT_MAX);
+    EXPECT_EQ(r.config.triggerMode, 0);
+    EXPECT_EQ(r.config.hardDelayUs, 0);
+    EXPECT_FALSE(r.config.depShow || r.config.irShow || r.config.cpShow || r.config.rgbShow || r.config.fastMode);
+
+    // Not an object, binary, invalid UTF-8, nesting far deeper than any
+    // parser should follow: every setting 0/false.
+    QByteArray binary(4096, '\0');
+    for (int i = 0; i < binary.size(); ++i) binary[i] = char((i * 7919) >> 3);
+    const QByteArray notConfigs[] = {"[1, 2, 3]",
+                                     "42",
+                                     "\"config\"",
+                                     "null",
+                                     "",
+                                     QByteArray(64, '\0'),
+                                     binary,
+                                     "{\"IR_val\": \"\xff\xfe\x80\"}garbage",
+                                     QByteArray(200000, '['),
+                                     QByteArray(200000, '{')};
+    for (const QByteArray& text : notConfigs) {
+        r = ConfigFile::parse(text);
+        EXPECT_EQ(r.status, ConfigFile::ReadResult::Read) << text.left(20).toHex().constData();
+        EXPECT_TRUE(r.config == PanelConfig()) << text.left(20).toHex().constData();
+    }
+
+    // Cut anywhere: all or nothing of the file is applied, never a part.
+    const QByteArray whole = ConfigFile::bytes(distinctConfig());
+    for (int n = 0; n <= whole.size(); ++n) {
+        r = ConfigFile::parse(whole.left(n));
+        ASSERT_EQ(r.status, ConfigFile::ReadResult::Read) << n;
+        ASSERT_TRUE(r.config == PanelConfig() || r.config == distinctConfig()) << n;
+    }
+    EXPECT_TRUE(r.config == distinctConfig());
 }
 
 TEST(ConfigFile, OnlyAFileNamedConfigIsImported) {

@@ -5,8 +5,10 @@
 #include <cmath>
 #include <thread>
 
-#include "networkfixture.h"
+#include "d3_sdk/Extensions.h"
 #include "model/Scene.h"
+#include "networkfixture.h"
+#include "waituntil.h"
 
 using sdktest::patchMedian;
 using sdktest::startCameras;
@@ -110,11 +112,20 @@ TEST_F(FrameContent, DepthToRgbPutsTheBoxEdgeAtItsColourPixel) {
 
 TEST_F(FrameContent, LongerExposureGivesMoreAmplitude) {
     DataContainer<uint16_t> amplitude;
+    d3sim::CameraServer& cam = (*cams_)[0];
     auto wallAmplitude = [&] {
-        // Frames already rendered or on their way predate the change; after a
-        // pause the newest frame is a fresh one.
-        std::this_thread::sleep_for(std::chrono::milliseconds(400));
-        dm.GetTofData(nullptr, nullptr, nullptr, &amplitude);
+        // Frames already rendered or on their way predate the change. The
+        // camera counts a frame once it is written or dropped; one rendering,
+        // one waiting and two in the socket are not counted yet, so every
+        // frame from five past the count is rendered with the new exposure.
+        // Once one of those reached the reader, the next it reads is too.
+        const d3sim::CameraServer::Stats made = cam.stats();
+        const uint32_t firstNew = uint32_t(made.framesSent + made.framesDropped) + 5;
+        EXPECT_TRUE(d3test::waitUntil([&] {
+            d3sdk::StreamStats seen;
+            return dm.GetTofData(nullptr, nullptr, nullptr, &amplitude) == SUCCESS &&
+                   d3sdk::GetStreamStats(seen) == SUCCESS && seen.lastFrameId >= firstNew;
+        }));
         EXPECT_EQ(dm.GetTofData(nullptr, nullptr, nullptr, &amplitude), SUCCESS);
         return float(patchMedian(amplitude, 316, 40, 9, 9));
     };

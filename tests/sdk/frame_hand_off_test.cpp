@@ -2,6 +2,7 @@
 #include <gtest/gtest.h>
 #include <turbojpeg.h>
 
+#include <atomic>
 #include <chrono>
 #include <thread>
 #include <vector>
@@ -9,6 +10,7 @@
 #include "FrameExchange.h"
 #include "FrameUnpacker.h"
 #include "d3_protocol/Frame.h"
+#include "waituntil.h"
 
 using namespace std::chrono_literals;
 
@@ -102,14 +104,21 @@ TEST(FrameExchange, DeliversEachFrameOnceAndOnlyTheNewest) {
 
 TEST(FrameExchange, CloseWakesAWaitingReaderAndDiscardForgets) {
     d3sdk::FrameExchange ex;
-    const auto t0 = std::chrono::steady_clock::now();
-    std::thread closer([&] {
-        std::this_thread::sleep_for(50ms);
-        ex.close();
+    std::atomic<bool> waiting{false};
+    const d3sdk::Frame* got = &ex.back();
+    std::chrono::steady_clock::duration waited{};
+    std::thread reader([&] {
+        const auto t0 = std::chrono::steady_clock::now();
+        waiting = true;
+        got = ex.acquire(60s);
+        waited = std::chrono::steady_clock::now() - t0;
     });
-    EXPECT_EQ(ex.acquire(5s), nullptr);
-    EXPECT_LT(std::chrono::steady_clock::now() - t0, 2s);
-    closer.join();
+    ASSERT_TRUE(d3test::waitUntil([&] { return bool(waiting); }));
+    ex.close();
+    reader.join();
+    EXPECT_EQ(got, nullptr);
+    // Woken by the close, far sooner than its own timeout.
+    EXPECT_LT(waited, 30s);
     ex.reopen();
     ex.back().frameId = 9;
     ex.publish();

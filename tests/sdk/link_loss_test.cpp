@@ -4,8 +4,19 @@
 #include <chrono>
 #include <thread>
 
-#include "networkfixture.h"
 #include "d3_sdk/Extensions.h"
+#include "networkfixture.h"
+#include "waituntil.h"
+
+namespace {
+
+size_t heartbeats(d3sim::CameraServer& cam) {
+    size_t n = 0;
+    for (const auto& c : cam.camera().commandLog()) n += c.name == "Heartbeat" ? 1 : 0;
+    return n;
+}
+
+}  // namespace
 
 TEST(LinkLoss, CameraGoneFiresCallbackOnceAndCallsReportNetworkError) {
     auto cams = sdktest::startCameras("127.0.79.2", 48763, {'1'});
@@ -23,8 +34,10 @@ TEST(LinkLoss, CameraGoneFiresCallbackOnceAndCallsReportNetworkError) {
     dm.SetTimeout(1000);
     ASSERT_EQ(dm.InitDevice((*cams)[0].deviceString(), true), SUCCESS);
     ASSERT_EQ(dm.StartStream(), SUCCESS);
-    // Heartbeats keep an idle session alive past the camera's 3 s limit.
-    std::this_thread::sleep_for(std::chrono::milliseconds(3500));
+    // Heartbeats keep an idle session alive past the camera's 3 s limit: four
+    // of them, a second apart, span more than that.
+    (*cams)[0].camera().clearCommandLog();
+    ASSERT_TRUE(d3test::waitUntil([&] { return heartbeats((*cams)[0]) >= 4; }));
     int fps;
     ASSERT_EQ(dm.GetFrameRate(fps), SUCCESS);
     EXPECT_EQ(calls, 0);
@@ -39,15 +52,16 @@ TEST(LinkLoss, CameraGoneFiresCallbackOnceAndCallsReportNetworkError) {
     (*cams)[0].stop();
     reader.join();
     EXPECT_EQ(inFlight, NETWORK_ERROR);
-    for (int i = 0; i < 50 && calls == 0; ++i) std::this_thread::sleep_for(std::chrono::milliseconds(100));
-    std::this_thread::sleep_for(std::chrono::milliseconds(300));
-    EXPECT_EQ(calls, 1);
+    ASSERT_TRUE(d3test::waitUntil([&] { return calls > 0; }));
     EXPECT_EQ(serial, (*cams)[0].serial());
     EXPECT_NE(callbackThread, std::this_thread::get_id());
     EXPECT_EQ(dm.GetFrameRate(fps), NETWORK_ERROR);
     EXPECT_EQ(dm.StopStream(), NETWORK_ERROR);
     EXPECT_EQ(dm.DisconnectFromDevice(), SUCCESS);
+    // Once the session is closed and the callback replaced, no call of it can
+    // still be on its way: it fired exactly once.
     dm.RegisterNetworkMonitoringCallback(nullptr, nullptr);
+    EXPECT_EQ(calls, 1);
 }
 
 // A factory reset reboots the camera: the link drops like any other loss, and
@@ -62,7 +76,7 @@ TEST(LinkLoss, ReconnectAfterFactoryResetRestoresSessionWithDefaults) {
     ASSERT_EQ(dm.SetFrameRate(7), SUCCESS);
     ASSERT_EQ(dm.SaveConfigureInfo(), SUCCESS);
     ASSERT_EQ(dm.RecoveryDefaultConfigure(), SUCCESS);
-    for (int i = 0; i < 40 && calls == 0; ++i) std::this_thread::sleep_for(std::chrono::milliseconds(100));
+    EXPECT_TRUE(d3test::waitUntil([&] { return calls > 0; }));
     EXPECT_EQ(calls, 1);
     int fps = 0;
     EXPECT_EQ(dm.GetFrameRate(fps), NETWORK_ERROR);
@@ -94,7 +108,7 @@ TEST(LinkLoss, ReconnectFindsCameraAtItsNewAddress) {
     mode.netmask = "255.0.0.0";
     mode.isStatic = true;
     ASSERT_EQ(dm.SetNetworkMode(mode), SUCCESS);
-    for (int i = 0; i < 40 && calls == 0; ++i) std::this_thread::sleep_for(std::chrono::milliseconds(100));
+    EXPECT_TRUE(d3test::waitUntil([&] { return calls > 0; }));
     EXPECT_EQ(calls, 1);
 
     ReturnCode rc = NETWORK_ERROR;

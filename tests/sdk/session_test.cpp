@@ -1,12 +1,14 @@
 // A whole session against simulated cameras: discovery, identity, every
 // parameter, streaming every kind of frame, and the stop/close rules.
 #include <algorithm>
+#include <atomic>
 #include <chrono>
 #include <set>
 #include <thread>
 
-#include "networkfixture.h"
 #include "d3_sdk/Extensions.h"
+#include "networkfixture.h"
+#include "waituntil.h"
 
 using sdktest::startCameras;
 
@@ -62,6 +64,36 @@ TEST_F(Session, OpensByListEntryAddressOrSerialAndReportsIdentity) {
 // A viewer that stopped the stream asks for its camera again before starting
 // it: the session stays as it is. The other transport needs a new session;
 // another camera is refused while one is open.
+// Device strings come from users and files too: without ":", empty parts,
+// bad addresses, binary, huge. None opens a camera, each is answered with a
+// code and its text, and the SDK opens a real camera afterwards.
+TEST_F(Session, MalformedDeviceStringsAreRefusedAndTheSdkCarriesOn) {
+    const std::string serial = (*cams_)[0].serial();
+    const std::string malformed[] = {"",
+                                     ":",
+                                     "::::",
+                                     "no colon at all",
+                                     serial + "X",
+                                     "127.0.76.250",
+                                     ":127.0.76.250",
+                                     serial + ":300.1.2.3",
+                                     serial + ":127.0.76.2:48601",
+                                     "127.0.76",
+                                     std::string("D3\0SIM:127.0.76.2", 17),
+                                     "\xff\xfe\x80:\x01\x02",
+                                     std::string(100000, ':'),
+                                     std::string(100000, 'x')};
+    dm.SetTimeout(1000);
+    for (const std::string& device : malformed) {
+        const ReturnCode rc = dm.InitDevice(device, true);
+        EXPECT_NE(rc, SUCCESS) << device.substr(0, 40);
+        EXPECT_FALSE(std::string(dm.GetReturnCodeDescriptor(rc)).empty());
+        int fps = 0;
+        EXPECT_NE(dm.GetFrameRate(fps), SUCCESS) << "no camera is open after " << device.substr(0, 40);
+    }
+    EXPECT_EQ(dm.InitDevice(serial, true), SUCCESS);
+}
+
 TEST_F(Session, InitDeviceOnTheOpenCameraKeepsOrReopensItAndRefusesAnother) {
     d3sim::CameraServer& cam = (*cams_)[1];
     d3sim::CameraServer& other = (*cams_)[0];
@@ -271,22 +303,36 @@ TEST_F(Session, FrameCallsAreBoundedByTheTimeoutAndDoNotBlockControl) {
     ASSERT_EQ(dm.StartStream(), SUCCESS);
     dm.SetTimeout(600);
     DataContainer<uint16_t> depth;
-    // Drain a frame that may have been produced before the mode took effect.
-    dm.GetTofData(&depth, nullptr, nullptr, nullptr);
+    // Frames made before the mode took effect may still come; then, without
+    // a trigger, none: the call ends with its timeout, not before (a loaded
+    // machine can only make it later).
+    ReturnCode rc = SUCCESS;
+    auto t0 = std::chrono::steady_clock::now();
+    for (int i = 0; i < 50 && rc == SUCCESS; ++i) {
+        t0 = std::chrono::steady_clock::now();
+        rc = dm.GetTofData(&depth, nullptr, nullptr, nullptr);
+    }
+    EXPECT_EQ(rc, TIMEOUT);
+    EXPECT_GE(std::chrono::steady_clock::now() - t0, std::chrono::milliseconds(550));
 
-    const auto t0 = std::chrono::steady_clock::now();
-    ReturnCode waited = SUCCESS;
-    std::thread reader([&] { waited = dm.GetTofData(&depth, nullptr, nullptr, nullptr); });
-    std::this_thread::sleep_for(std::chrono::milliseconds(50));
+    // A reader waiting for a frame does not hold control calls back: they
+    // are answered while it still waits, and the trigger they send is what
+    // ends its wait.
+    dm.SetTimeout(60000);
+    std::atomic<bool> reading{false}, done{false};
+    ReturnCode waited = TIMEOUT;
+    std::thread reader([&] {
+        reading = true;
+        waited = dm.GetTofData(&depth, nullptr, nullptr, nullptr);
+        done = true;
+    });
+    ASSERT_TRUE(d3test::waitUntil([&] { return bool(reading); }));
     int fps = 0;
-    const auto c0 = std::chrono::steady_clock::now();
-    EXPECT_EQ(dm.GetFrameRate(fps), SUCCESS);  // while the reader waits
-    EXPECT_LT(std::chrono::steady_clock::now() - c0, std::chrono::milliseconds(300));
+    EXPECT_EQ(dm.GetFrameRate(fps), SUCCESS);
+    EXPECT_FALSE(done) << "the frame call ended before a frame was triggered";
+    EXPECT_EQ(dm.SoftTrigger(), SUCCESS);
     reader.join();
-    const auto took = std::chrono::steady_clock::now() - t0;
-    EXPECT_EQ(waited, TIMEOUT);
-    EXPECT_GE(took, std::chrono::milliseconds(550));
-    EXPECT_LT(took, std::chrono::milliseconds(1500));
+    EXPECT_EQ(waited, SUCCESS);
 
     // One trigger, one frame, delivered once.
     dm.SetTimeout(2000);

@@ -21,6 +21,7 @@
 #include "d3_protocol/Udp.h"
 #include "d3_sdk/DeviceManager.h"
 #include "d3_sdk/Extensions.h"
+#include "waituntil.h"
 
 namespace {
 
@@ -45,7 +46,8 @@ public:
     ~Forger() { ::close(fd_); }
     void send(const std::vector<uint8_t>& d) {
         ::sendto(fd_, d.data(), d.size(), 0, reinterpret_cast<const sockaddr*>(&to_), sizeof to_);
-        // A short breath now and then, so the burst tests the parser rather than the socket buffer.
+        // A short breath now and then, so the burst tests the parser rather than
+        // the socket buffer (pacing the forger, not waiting for anything).
         if (++sent_ % 64 == 0) std::this_thread::sleep_for(200us);
     }
 
@@ -189,7 +191,7 @@ TEST(UdpFuzz, ForgedAndBrokenDatagramsNeitherCrashNorStopTheStream) {
 
     // The real stream goes on: fresh full-size frames keep coming.
     const int before = frames;
-    for (int i = 0; i < 200 && frames < before + 10; ++i) std::this_thread::sleep_for(50ms);
+    d3test::waitUntil([&] { return frames >= before + 10; });
     done = true;
     reader.join();
     EXPECT_GE(frames, before + 10);

@@ -79,6 +79,12 @@ TEST(FaultCommands, MalformedOrOutOfRangeCommandsChangeNothing) {
                             "loss 0.1 seed",
                             "latency -1",
                             "latency 20000",
+                            "jitter -5",
+                            "jitter 10001",
+                            "jitter soon",
+                            "bandwidth -1",
+                            "bandwidth fast",
+                            "bandwidth 1e9",
                             "pause",
                             "pause -2",
                             "pause 1e9",
@@ -99,6 +105,7 @@ TEST(FaultCommands, MalformedOrOutOfRangeCommandsChangeNothing) {
     }
     EXPECT_EQ(cam.faults().loss(), 0);
     EXPECT_EQ(cam.faults().latencyMs(), 0);
+    EXPECT_FALSE(cam.faults().shaped());
     EXPECT_FALSE(cam.faults().paused());
     EXPECT_FALSE(cam.killed());
     EXPECT_EQ(cam.address(), "127.0.86.2");
@@ -111,6 +118,14 @@ TEST(FaultCommands, MalformedOrOutOfRangeCommandsChangeNothing) {
     EXPECT_TRUE(startsWith(status, "ok serial=" + cam.serial())) << status;
     EXPECT_NE(status.find("loss=0.25"), std::string::npos) << status;
     EXPECT_NE(status.find("latencyMs=40"), std::string::npos) << status;
+
+    EXPECT_EQ(runFaultCommand(cam, "jitter 15"), "ok jitter 15 ms");
+    EXPECT_EQ(runFaultCommand(cam, "bandwidth 100"), "ok bandwidth 100 Mbit/s");
+    EXPECT_EQ(cam.faults().jitterMs(), 15);
+    EXPECT_EQ(cam.faults().bandwidthMbit(), 100);
+    EXPECT_NE(runFaultCommand(cam, "status").find("jitterMs=15 bandwidthMbit=100"), std::string::npos);
+    EXPECT_EQ(runFaultCommand(cam, "bandwidth 0"), "ok bandwidth unlimited");
+    EXPECT_EQ(cam.faults().bandwidthMbit(), 0);
 }
 
 TEST(FaultCommands, SocketAnswersEachLineAndDropsAbusiveClients) {
