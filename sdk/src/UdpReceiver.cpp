@@ -79,7 +79,7 @@ UdpReceiver::UdpReceiver(FrameExchange& exchange, const d3proto::ImageInfo& imag
     const size_t maxPackets = d3proto::udpPacketCount(uint32_t(maxFrameBytes_));
     for (Slot& s : slots_) {
         // Pages are only touched as datagrams land, so the reserve costs address space, not memory.
-        s.data.reset(new uint8_t[maxFrameBytes_]);
+        s.data.reserve(maxFrameBytes_);
         s.have.assign(maxPackets, 0);
         s.asked.assign(maxPackets, 0);
     }
@@ -271,7 +271,7 @@ void UdpReceiver::onDatagram(const uint8_t* data, size_t size, const sockaddr_in
         ++ignored_;  // stale, duplicate or inconsistent with the frame's other datagrams
         return;
     }
-    std::memcpy(s->data.get() + size_t(h.packetId) * d3proto::kUdpChunk, chunk, n);
+    std::memcpy(s->data.data() + size_t(h.packetId) * d3proto::kUdpChunk, chunk, n);
     s->have[h.packetId] = 1;
     ++s->received;
     if (s->asked[h.packetId]) ++s->recovered;
@@ -361,9 +361,13 @@ void UdpReceiver::publishReady(Clock::time_point now) {
 
 void UdpReceiver::publish(Slot& s) {
     Frame& f = exchange_.back();
+    // The frame takes the reassembled payload as it is, and the slot the
+    // frame's old storage (sized for our frames after the first few).
+    f.payload.swap(s.data);
+    s.data.reserve(maxFrameBytes_);
     // The payload repeats the frame id; a disagreement means a forged or
     // mixed-up frame. Frame calls rely on the sizes reported at session start.
-    const bool ok = unpacker_.unpack(s.data.get(), s.frameBytes, f) && f.frameId == s.frameId && sizesAgree(f, image_);
+    const bool ok = unpacker_.unpackInPlace(s.frameBytes, f) && f.frameId == s.frameId && sizesAgree(f, image_);
     if (!ok) {
         {
             std::lock_guard<std::mutex> lock(statsMutex_);

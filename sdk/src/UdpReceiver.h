@@ -71,9 +71,9 @@ private:
         uint32_t nackedUpTo = 0;  // missing packets below this were asked for
         int rounds = 0;
         Clock::time_point first, lastData, lastRequest;
-        std::unique_ptr<uint8_t[]> data;  // maxFrameBytes
-        std::vector<uint8_t> have;        // per packet: arrived
-        std::vector<uint8_t> asked;       // per packet: asked for at least once
+        PayloadBuffer data;          // maxFrameBytes; handed to the frame it becomes
+        std::vector<uint8_t> have;   // per packet: arrived
+        std::vector<uint8_t> asked;  // per packet: asked for at least once
     };
 
     bool sayHello(uint32_t token, std::chrono::milliseconds timeout);
