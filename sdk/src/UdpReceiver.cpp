@@ -81,7 +81,7 @@ UdpReceiver::UdpReceiver(FrameExchange& exchange, const d3proto::ImageInfo& imag
         // Pages are only touched as datagrams land, so the reserve costs address space, not memory.
         s.data.reserve(maxFrameBytes_);
         s.have.assign(maxPackets, 0);
-        s.asked.assign(maxPackets, 0);
+        s.askedIn.assign(maxPackets, 0);
     }
     for (size_t i = 0; i < kBatch; ++i) {
         iov_[i] = {rx_.data() + i * kDatagramMax, kDatagramMax};
@@ -274,7 +274,16 @@ void UdpReceiver::onDatagram(const uint8_t* data, size_t size, const sockaddr_in
     std::memcpy(s->data.data() + size_t(h.packetId) * d3proto::kUdpChunk, chunk, n);
     s->have[h.packetId] = 1;
     ++s->received;
-    if (s->asked[h.packetId]) ++s->recovered;
+    if (const uint32_t request = s->askedIn[h.packetId]) {
+        ++s->recovered;
+        // The camera answers a request in the order it was asked, and
+        // requests in the order they came.
+        if (request > s->answeredRequest || (request == s->answeredRequest && h.packetId > s->answeredPacket)) {
+            s->answeredRequest = request;
+            s->answeredPacket = h.packetId;
+            s->answerNews = true;
+        }
+    }
     s->highest = std::max<uint32_t>(s->highest, h.packetId + 1u);
     s->lastData = now;
     ++accepted_;
@@ -331,10 +340,12 @@ UdpReceiver::Slot* UdpReceiver::slotFor(const d3proto::UdpDataHeader& h, Clock::
     s.count = h.packetCount;
     s.received = s.recovered = s.highest = s.nackedUpTo = 0;
     s.rounds = 0;
+    s.requests = s.answeredRequest = s.answeredPacket = 0;
+    s.answerNews = false;
     s.first = s.lastData = now;
     s.lastRequest = Clock::time_point();
     std::fill_n(s.have.begin(), s.count, uint8_t(0));
-    std::fill_n(s.asked.begin(), s.count, uint8_t(0));
+    std::fill_n(s.askedIn.begin(), s.count, 0u);
     return &s;
 }
 
@@ -396,7 +407,7 @@ void UdpReceiver::release(Slot& s, bool givenUp) {
     }
 }
 
-void UdpReceiver::requestMissing(Slot& s, uint32_t from, uint32_t to, Clock::time_point now) {
+void UdpReceiver::requestMissing(Slot& s, uint32_t to, bool all, Clock::time_point now) {
     const int fd = fd_;
     auto send = [&] {
         d3proto::encodeUdpResend(resend_, resendBytes_);
@@ -406,10 +417,15 @@ void UdpReceiver::requestMissing(Slot& s, uint32_t from, uint32_t to, Clock::tim
     };
     resend_.frameId = s.frameId;
     resend_.ranges.clear();
+    const uint32_t request = s.requests + 1;
     uint64_t asked = 0;
-    for (uint32_t p = from; p < to && p < s.count; ++p) {
+    for (uint32_t p = 0; p < to && p < s.count; ++p) {
         if (s.have[p]) continue;
-        s.asked[p] = 1;
+        const uint32_t in = s.askedIn[p];
+        const bool passedOver =
+            in != 0 && (in < s.answeredRequest || (in == s.answeredRequest && p < s.answeredPacket));
+        if (!all && in != 0 && !passedOver) continue;
+        s.askedIn[p] = request;
         ++asked;
         if (!resend_.ranges.empty() && resend_.ranges.back().last + 1u == p) {
             resend_.ranges.back().last = uint16_t(p);
@@ -418,7 +434,9 @@ void UdpReceiver::requestMissing(Slot& s, uint32_t from, uint32_t to, Clock::tim
         if (resend_.ranges.size() == d3proto::kMaxResendRanges) send();
         resend_.ranges.push_back({uint16_t(p), uint16_t(p)});
     }
-    if (!resend_.ranges.empty()) send();
+    if (!asked) return;
+    send();
+    s.requests = request;
     s.lastRequest = now;
     std::lock_guard<std::mutex> lock(statsMutex_);
     stats_.packetsResendRequested += asked;
@@ -432,11 +450,13 @@ void UdpReceiver::afterBatch(Clock::time_point now) {
         if (!s.active || s.whole) continue;
         // The camera sends a frame's datagrams in order: a hole below the
         // highest one seen is a loss, and once a newer frame has begun, so is
-        // everything still missing of an older one.
+        // everything still missing of an older one. It answers requests in
+        // order too: a packet asked for before the newest answer is lost again.
         const uint32_t seen = &s == newest ? s.highest : s.count;
-        if (seen > s.nackedUpTo) {
-            requestMissing(s, s.nackedUpTo, seen, now);
-            s.nackedUpTo = seen;
+        if (seen > s.nackedUpTo || s.answerNews) {
+            requestMissing(s, std::max(seen, s.nackedUpTo), false, now);
+            s.nackedUpTo = std::max(seen, s.nackedUpTo);
+            s.answerNews = false;
         }
     }
 }
@@ -460,7 +480,7 @@ void UdpReceiver::tick(Clock::time_point now) {
         const auto backoff = std::min(kQuiet * (s.rounds + 1), milliseconds(50));
         const auto quiet = &s == newest && s.highest < s.count ? kTailQuiet : kQuiet;
         if (now - s.lastData > quiet && now - s.lastRequest > backoff) {
-            requestMissing(s, 0, s.count, now);
+            requestMissing(s, s.count, true, now);
             s.nackedUpTo = s.count;
             ++s.rounds;
         }

@@ -70,10 +70,15 @@ private:
         uint32_t highest = 0;     // one past the highest packet id seen
         uint32_t nackedUpTo = 0;  // missing packets below this were asked for
         int rounds = 0;
+        // Requests are numbered; the newest answer so far (request, packet)
+        // shows which asked packets the camera has passed over: lost again.
+        uint32_t requests = 0;
+        uint32_t answeredRequest = 0, answeredPacket = 0;
+        bool answerNews = false;  // a newer answer came since the last look
         Clock::time_point first, lastData, lastRequest;
-        PayloadBuffer data;          // maxFrameBytes; handed to the frame it becomes
-        std::vector<uint8_t> have;   // per packet: arrived
-        std::vector<uint8_t> asked;  // per packet: asked for at least once
+        PayloadBuffer data;             // maxFrameBytes; handed to the frame it becomes
+        std::vector<uint8_t> have;      // per packet: arrived
+        std::vector<uint32_t> askedIn;  // per packet: the request that last asked for it, 0 none
     };
 
     bool sayHello(uint32_t token, std::chrono::milliseconds timeout);
@@ -95,8 +100,10 @@ private:
     void publish(Slot& s);
     // Frees the slot; `givenUp`: it was incomplete.
     void release(Slot& s, bool givenUp);
-    // Asks for the missing packets in [from, to) of `s`.
-    void requestMissing(Slot& s, uint32_t from, uint32_t to, Clock::time_point now);
+    // Asks for the missing packets of `s` below `to`: with `all` every one,
+    // otherwise those never asked for and those asked for that the camera's
+    // answers passed over.
+    void requestMissing(Slot& s, uint32_t to, bool all, Clock::time_point now);
     void afterBatch(Clock::time_point now);
     void tick(Clock::time_point now);
 
