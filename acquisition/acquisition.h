@@ -7,6 +7,7 @@
 #include <QObject>
 #include <array>
 #include <atomic>
+#include <chrono>
 #include <condition_variable>
 #include <memory>
 #include <mutex>
@@ -59,6 +60,13 @@ public:
 
     unsigned frameReads(FrameRead kind) const { return frameReads_[kind].load(); }
 
+    // Tells, on the worker's thread right after a frame read, when that frame
+    // was ready in the camera library. Any build of the SDK allows the time
+    // the read returned, the default; a measurement may install a sharper
+    // one before streaming starts.
+    using FrameReadyClock = std::chrono::steady_clock::time_point (*)();
+    static void setFrameReadyClock(FrameReadyClock clock);
+
 signals:
     void paintIR();
     void paintRgb();
@@ -74,9 +82,9 @@ private:
     void tofFrame();
     void registrationFrame();
     void select(FrameBuffers::Selection selection);
-    void getDepDat();
-    void getIrDat();
-    void getRgbDat();
+    void getDepDat(std::chrono::steady_clock::time_point ready);
+    void getIrDat(std::chrono::steady_clock::time_point ready);
+    void getRgbDat(std::chrono::steady_clock::time_point ready);
     void getCpDat();
     void getCpDat(RgbPointcloudData& rgbcDat);
 

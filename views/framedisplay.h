@@ -7,6 +7,7 @@
 #include <QObject>
 #include <array>
 #include <atomic>
+#include <chrono>
 #include <memory>
 #include <vector>
 
@@ -29,6 +30,9 @@ public:
 
     // Frames drawn per pane: 1 depth, 2 IR, 3 point-cloud hand-offs, 4 colour.
     unsigned paintedFrames(int pane) const { return painted_[std::size_t(pane & 3)].load(); }
+    // When the frame of the picture last handed to a 2D pane (0 colour,
+    // 1 depth, 2 IR) was ready in the camera library; for latency measures.
+    std::chrono::steady_clock::time_point shownFrameReady(int pane) const { return shownReady_[std::size_t(pane & 3)]; }
 
 public slots:
     void paintDepSlots();
@@ -71,4 +75,5 @@ private:
     std::unique_ptr<Panes> state_;
     QSize colourSize_;
     std::array<std::atomic<unsigned>, 4> painted_{};
+    std::array<std::chrono::steady_clock::time_point, 4> shownReady_{};
 };
