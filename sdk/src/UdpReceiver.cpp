@@ -82,6 +82,7 @@ UdpReceiver::UdpReceiver(FrameExchange& exchange, const d3proto::ImageInfo& imag
         s.data.reserve(maxFrameBytes_);
         s.have.assign(maxPackets, 0);
         s.askedIn.assign(maxPackets, 0);
+        s.asks.assign(maxPackets, 0);
     }
     for (size_t i = 0; i < kBatch; ++i) {
         iov_[i] = {rx_.data() + i * kDatagramMax, kDatagramMax};
@@ -346,6 +347,7 @@ UdpReceiver::Slot* UdpReceiver::slotFor(const d3proto::UdpDataHeader& h, Clock::
     s.lastRequest = Clock::time_point();
     std::fill_n(s.have.begin(), s.count, uint8_t(0));
     std::fill_n(s.askedIn.begin(), s.count, 0u);
+    std::fill_n(s.asks.begin(), s.count, uint8_t(0));
     return &s;
 }
 
@@ -424,8 +426,11 @@ void UdpReceiver::requestMissing(Slot& s, uint32_t to, bool all, Clock::time_poi
         const uint32_t in = s.askedIn[p];
         const bool passedOver =
             in != 0 && (in < s.answeredRequest || (in == s.answeredRequest && p < s.answeredPacket));
-        if (!all && in != 0 && !passedOver) continue;
+        // However a packet is found missing, it is asked for no more often
+        // than the rounds allow: a frame that needs more is given up.
+        if ((!all && in != 0 && !passedOver) || s.asks[p] > kMaxRounds) continue;
         s.askedIn[p] = request;
+        ++s.asks[p];
         ++asked;
         if (!resend_.ranges.empty() && resend_.ranges.back().last + 1u == p) {
             resend_.ranges.back().last = uint16_t(p);

@@ -79,6 +79,7 @@ private:
         PayloadBuffer data;             // maxFrameBytes; handed to the frame it becomes
         std::vector<uint8_t> have;      // per packet: arrived
         std::vector<uint32_t> askedIn;  // per packet: the request that last asked for it, 0 none
+        std::vector<uint8_t> asks;      // per packet: times asked for, at most kMaxRounds + 1
     };
 
     bool sayHello(uint32_t token, std::chrono::milliseconds timeout);
