@@ -147,11 +147,13 @@ public:
 
 protected:
     bool eventFilter(QObject* watched, QEvent* event) override {
-        if (event->type() != QEvent::Paint) return false;
+        if (event->type() != QEvent::Paint || inPaint_) return false;
         const int pane = watched->property("latencyPane").toInt();
-        watched->removeEventFilter(this);
+        // The paint itself, now; the filter lets it through this time
+        // (removing and installing the filter instead would allocate).
+        inPaint_ = true;
         QCoreApplication::sendEvent(watched, event);
-        watched->installEventFilter(this);
+        inPaint_ = false;
         const Clock::time_point ready = display_.shownFrameReady(pane);
         if (ready != last_[pane] && ready != Clock::time_point{}) {
             last_[pane] = ready;
@@ -168,6 +170,7 @@ private:
     }
 
     FrameDisplay& display_;
+    bool inPaint_ = false;
     Clock::time_point last_[3]{};
     std::vector<double> samples_;
 };
