@@ -148,7 +148,8 @@ public:
 protected:
     bool eventFilter(QObject* watched, QEvent* event) override {
         if (event->type() != QEvent::Paint || inPaint_) return false;
-        const int pane = watched->property("latencyPane").toInt();
+        const int pane = int(std::find(viewports_, viewports_ + 3, watched) - viewports_);
+        if (pane == 3) return false;
         // The paint itself, now; the filter lets it through this time
         // (removing and installing the filter instead would allocate).
         inPaint_ = true;
@@ -165,12 +166,13 @@ protected:
 
 private:
     void watch(GraphicsView* view, int pane) {
-        view->viewport()->setProperty("latencyPane", pane);
+        viewports_[pane] = view->viewport();
         view->viewport()->installEventFilter(this);
     }
 
     FrameDisplay& display_;
     bool inPaint_ = false;
+    QObject* viewports_[3]{};  // by pane: 0 colour, 1 depth, 2 IR
     Clock::time_point last_[3]{};
     std::vector<double> samples_;
 };
