@@ -195,7 +195,9 @@ void Registration::fillRow(unsigned v, uint16_t* out, bool trackSource) {
     const uint16_t* zs = z_.data() + size_t(v) * w;
     const int16_t *x0s = x0_.data(), *spans = span_.data(), *y0s = y0_.data(), *y1s = y1_.data();
     const i16x8 lanes = {0, 1, 2, 3, 4, 5, 6, 7};
-    const i16x8 toShifted = splat16(0x7fff), fromShifted = splat16(int16_t(0x8001));
+    // The shift wraps, so it is done on unsigned lanes.
+    const u16x8 toShifted = {0x7fff, 0x7fff, 0x7fff, 0x7fff, 0x7fff, 0x7fff, 0x7fff, 0x7fff};
+    const u16x8 fromShifted = {0x8001, 0x8001, 0x8001, 0x8001, 0x8001, 0x8001, 0x8001, 0x8001};
     // The nearest surface wins a colour pixel and, on a tie, the depth pixel
     // that comes first (the passes take the pixels out of order; without
     // sources the order does not matter). Anything wins over 0 (nothing yet).
@@ -227,22 +229,22 @@ void Registration::fillRow(unsigned v, uint16_t* out, bool trackSource) {
             }
             if (!trackSource) {
                 for (int y = y0; y <= y1; ++y, row += W) {
-                    const i16x8 cur = load<i16x8>(row) + toShifted;
-                    store(row, (cur < limit ? cur : limit) + fromShifted);
+                    const i16x8 cur = i16x8(load<u16x8>(row) + toShifted);
+                    store(row, u16x8(cur < limit ? cur : limit) + fromShifted);
                 }
                 continue;
             }
             const u32x4 iv = {i, i, i, i};
             for (int y = y0; y <= y1; ++y, row += W) {
                 uint32_t* from = src + (row - out);
-                const i16x8 cur = load<i16x8>(row) + toShifted;
+                const i16x8 cur = i16x8(load<u16x8>(row) + toShifted);
                 i16x8 wins = limit < cur;
                 const i16x8 tie = inQuad & (limit == cur);
                 const u64x2 tied = u64x2(tie);
                 if (tied[0] | tied[1])  // rare: two quads meet at the same depth
                     for (int k = 0; k < kQuadMax; ++k)
                         if (tie[k] && i < from[k]) wins[k] = -1;
-                store(row, (wins ? limit : cur) + fromShifted);
+                store(row, u16x8(wins ? limit : cur) + fromShifted);
                 const u64x2 any = u64x2(wins);
                 if (!(any[0] | any[1])) continue;
                 // Each 16-bit lane mask doubled is the 32-bit mask of its lane.
