@@ -208,8 +208,8 @@ void BM_ViewerStreaming(benchmark::State& state) {
         state.counters["fps_painted"] = double(w.frameDisplay().paintedFrames(1) - painted0) / seconds;
         state.counters["allocs/frame"] = double(gAllocs - allocs0) / frames;
         state.counters["gui_allocs/frame"] = double(gGuiAllocs - gui0) / frames;
+        state.counters["fps_3d"] = double(w.frameDisplay().paintedFrames(3) - rendered0) / seconds;
         if (with3d) {
-            state.counters["fps_3d"] = double(w.frameDisplay().paintedFrames(3) - rendered0) / seconds;
             state.counters["pane3d_w"] = w.paneArea()->cloudView()->width();
             state.counters["pane3d_h"] = w.paneArea()->cloudView()->height();
         }
