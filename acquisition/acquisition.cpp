@@ -4,7 +4,10 @@
 
 namespace {
 int index(ImageKind kind) { return static_cast<int>(kind); }
+std::atomic<Acquisition::FrameReadyClock> frameReadyClock{[] { return std::chrono::steady_clock::now(); }};
 }  // namespace
+
+void Acquisition::setFrameReadyClock(FrameReadyClock clock) { frameReadyClock = clock; }
 
 Acquisition::Acquisition(CameraInterface& camera, FrameConverter& converter, LogSink log, QObject* parent)
     : QObject(parent),
@@ -113,12 +116,13 @@ void Acquisition::tofFrame() {
         log_(LogOrigin{"operator ()", line}.text(fromLocal(camera_.GetReturnCodeDescriptor(ret))));
         return;
     }
+    const auto ready = frameReadyClock.load()();
     ++frameReads_[rgb ? RgbTofRead : TofRead];
     if (rgb) rgbStreamWidth_ = f.rgb.cols();
     select(FrameBuffers::tofSelection(rgbStreamWidth_));
-    getDepDat();
-    if (rgb) getRgbDat();
-    getIrDat();
+    getDepDat(ready);
+    if (rgb) getRgbDat(ready);
+    getIrDat(ready);
     if (cloudWanted_) getCpDat();
     analysis_.analyse(f);
     if (FrameRecorder* recorder = recorder_) recorder->frameReady(f, false);
@@ -141,9 +145,10 @@ void Acquisition::registrationFrame() {
     } else {
         return;
     }
-    getDepDat();
-    getRgbDat();
-    getIrDat();
+    const auto ready = frameReadyClock.load()();
+    getDepDat(ready);
+    getRgbDat(ready);
+    getIrDat(ready);
     if (cloudWanted_) getCpDat(f.rgbPoints);
     analysis_.analyse(f);
     if (FrameRecorder* recorder = recorder_) recorder->frameReady(f, true);
@@ -156,26 +161,29 @@ void Acquisition::select(FrameBuffers::Selection selection) {
     if (frames_->selection() != selection) frames_->select(selection);
 }
 
-void Acquisition::getDepDat() {
+void Acquisition::getDepDat(std::chrono::steady_clock::time_point ready) {
     {
         std::lock_guard<std::mutex> lock(depthImageMutex_);
         converter_.convertDepth(frames_->depth, frames_->currentDepthImage(), frames_->currentDepthValues());
+        frames_->frameReady[index(ImageKind::Depth)] = ready;
     }
     if (!paintPending_[index(ImageKind::Depth)].exchange(true)) emit paintDep();
 }
 
-void Acquisition::getIrDat() {
+void Acquisition::getIrDat(std::chrono::steady_clock::time_point ready) {
     {
         std::lock_guard<std::mutex> lock(irImageMutex_);
         converter_.convertIr(frames_->ir, frames_->irImage, frames_->irValues);
+        frames_->frameReady[index(ImageKind::Ir)] = ready;
     }
     if (!paintPending_[index(ImageKind::Ir)].exchange(true)) emit paintIR();
 }
 
-void Acquisition::getRgbDat() {
+void Acquisition::getRgbDat(std::chrono::steady_clock::time_point ready) {
     {
         std::lock_guard<std::mutex> lock(rgbImageMutex_);
         converter_.convertRgb(frames_->rgb, frames_->currentRgbImage(), frames_->currentRgbValues());
+        frames_->frameReady[index(ImageKind::Rgb)] = ready;
     }
     if (!paintPending_[index(ImageKind::Rgb)].exchange(true)) emit paintRgb();
 }

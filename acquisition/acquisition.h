@@ -7,6 +7,7 @@
 #include <QObject>
 #include <array>
 #include <atomic>
+#include <chrono>
 #include <condition_variable>
 #include <memory>
 #include <mutex>
@@ -66,6 +67,13 @@ public:
     // then been handed to the views.
     void waitForReadsToEnd() { std::lock_guard<std::mutex> lock(frameMutex_); }
 
+    // Tells, on the worker's thread right after a frame read, when that frame
+    // was ready in the camera library. Any build of the SDK allows the time
+    // the read returned, the default; a measurement may install a sharper
+    // one before streaming starts.
+    using FrameReadyClock = std::chrono::steady_clock::time_point (*)();
+    static void setFrameReadyClock(FrameReadyClock clock);
+
 signals:
     void paintIR();
     void paintRgb();
@@ -81,9 +89,9 @@ private:
     void tofFrame();
     void registrationFrame();
     void select(FrameBuffers::Selection selection);
-    void getDepDat();
-    void getIrDat();
-    void getRgbDat();
+    void getDepDat(std::chrono::steady_clock::time_point ready);
+    void getIrDat(std::chrono::steady_clock::time_point ready);
+    void getRgbDat(std::chrono::steady_clock::time_point ready);
     void getCpDat();
     void getCpDat(RgbPointcloudData& rgbcDat);
 

@@ -6,6 +6,7 @@
 
 #include <QImage>
 #include <array>
+#include <chrono>
 #include <vector>
 
 #include "framerecords.h"
@@ -41,6 +42,10 @@ public:
 
     QImage irImage;
     std::array<QImage, kRgbSizes.size()> rgbImages;
+    // When the frame each picture (depth, IR, colour) was made from was ready
+    // in the camera library, as far as it can tell; kept with the picture for
+    // latency measures.
+    std::array<std::chrono::steady_clock::time_point, 3> frameReady{};
     std::array<QImage, kDepthSizes.size()> depthImages;
 
     ValueMatrix<double> irValues;

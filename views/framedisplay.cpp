@@ -150,6 +150,7 @@ void FrameDisplay::paintDepSlots() {
     // A resolution switch is under way: the view is not ready for this size.
     if (values.rows() != panes_.depthView()->imageSize().height()) return;
     ++painted_[1];
+    shownReady_[1] = frames.frameReady[int(ImageKind::Depth)];
     PaneState& pane = state_->dep;
     const QImage& image = frames.currentDepthImage();
     FrameItem* item = showFrame(pane, sceneDep_, panes_.depthView(), image);
@@ -170,6 +171,7 @@ void FrameDisplay::paintIRSlots() {
     std::lock_guard<std::mutex> lock(acquisition_.imageMutex(ImageKind::Ir));
     FrameBuffers& frames = acquisition_.frames();
     ++painted_[2];
+    shownReady_[2] = frames.frameReady[int(ImageKind::Ir)];
     PaneState& pane = state_->ir;
     const QImage& image = frames.irImage;
     FrameItem* item = showFrame(pane, sceneIR_, panes_.irView(), image);
@@ -212,6 +214,7 @@ void FrameDisplay::paintRgbSlots() {
     const ValueMatrix<QRgb>& values = frames.currentRgbValues();
     if (values.rows() != panes_.rgbView()->imageSize().height()) return;
     ++painted_[0];
+    shownReady_[0] = frames.frameReady[int(ImageKind::Rgb)];
     PaneState& pane = state_->rgb;
     const QImage& image = frames.currentRgbImage();
     FrameItem* item = showFrame(pane, sceneRgb_, panes_.rgbView(), image);

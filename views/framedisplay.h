@@ -9,6 +9,7 @@
 #include <QObject>
 #include <array>
 #include <atomic>
+#include <chrono>
 #include <memory>
 #include <vector>
 
@@ -37,6 +38,9 @@ public:
     unsigned paintedFrames(int pane) const { return painted_[std::size_t(pane & 3)].load(); }
     // Frames whose histogram or region figures were shown.
     unsigned figuresShown() const { return figuresShown_; }
+    // When the frame of the picture last handed to a 2D pane (0 colour,
+    // 1 depth, 2 IR) was ready in the camera library; for latency measures.
+    std::chrono::steady_clock::time_point shownFrameReady(int pane) const { return shownReady_[std::size_t(pane & 3)]; }
 
 public slots:
     void paintDepSlots();
@@ -90,4 +94,5 @@ private:
     std::array<std::atomic<unsigned>, 4> painted_{};
     DepthHistogramView* histogram_;
     unsigned figuresShown_ = 0;
+    std::array<std::chrono::steady_clock::time_point, 4> shownReady_{};
 };

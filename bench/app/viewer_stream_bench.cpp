@@ -4,9 +4,15 @@
 // viewer's alone (SDK receive and JPEG decode included, as in the product).
 // Reports, over a steady-state window of a few seconds:
 //   cpu_pct      viewer CPU as a percentage of one core (budget: 25 % at 30 fps)
-//   fps          frames painted per second in the depth pane
+//   fps_read     frames the workers read; fps_painted: painted in the depth
+//                pane; fps_3d: renders of the 3D pane (with3d only)
 //   allocs/frame heap allocations (malloc, calloc, realloc, operator new) per
 //                read frame, split into the GUI thread and all other threads
+//   latency_*    from a frame being ready in the SDK (received, unpacked,
+//                JPEG decoded) to the end of the paint that first shows it in
+//                a 2D pane, over every frame the depth, IR and colour panes
+//                showed: 50th and 95th percentile and the largest, in ms
+//   pane3d_w/h   size of the 3D pane, for the bare-VTK floor at that size
 // Run: xvfb-run -a build/bench/app/viewer_stream_bench (or
 // QT_QPA_PLATFORM=offscreen).
 #include <benchmark/benchmark.h>
@@ -17,14 +23,21 @@
 #include <QElapsedTimer>
 #include <QPushButton>
 #include <QTest>
+#include <algorithm>
 #include <atomic>
+#include <chrono>
 #include <cstdlib>
 #include <memory>
+#include <vector>
 
 #include "acquisition.h"
 #include "benchsupport.h"
 #include "camerasession.h"
+#include "cloudpoint.h"
+#include "d3_sdk/Extensions.h"
 #include "framedisplay.h"
+#include "graphicsview.h"
+#include "panearea.h"
 #include "promptrecorder.h"
 #include "widget.h"
 
@@ -75,15 +88,19 @@ public:
         window_ = std::make_unique<Widget>();
         window_->resize(1600, 900);
         window_->show();
+        failure_ = "the window was not shown";
         if (!QTest::qWaitForWindowExposed(window_.get())) return;
         auto* search = window_->findChild<QPushButton*>("pushButton");
         auto* combo = window_->findChild<QComboBox*>("comboBox");
         search->click();
+        failure_ = "the search found no simulated camera";
         if (!bench::waitFor([&] { return combo->count() > 0; }, 10000)) return;
         window_->findChild<QPushButton*>("pushButton_2")->click();
+        failure_ = "the camera did not start streaming";
         if (!bench::waitFor([&] { return window_->session().status().state == SessionState::Streaming; }, 20000))
             return;
         if (!with3d) window_->findChild<QCheckBox*>("checkBoxCp")->click();
+        failure_ = "no frames were painted";
         ok_ = bench::waitFor([&] { return window_->frameDisplay().paintedFrames(1) > 10; }, 20000);
     }
     ~StreamingWindow() {
@@ -92,11 +109,72 @@ public:
         window_.reset();
     }
     bool ok() const { return ok_; }
+    const char* failure() const { return failure_; }
     Widget& window() { return *window_; }
 
 private:
     std::unique_ptr<Widget> window_;
     bool ok_ = false;
+    const char* failure_ = "";
+};
+
+using Clock = std::chrono::steady_clock;
+
+// Times the paints of the 2D panes: each paint is run from inside the filter,
+// so the clock is read when the picture is in the window's back buffer, and
+// a paint that shows a frame not shown before gives one latency sample.
+class PaintLatency : public QObject {
+public:
+    explicit PaintLatency(Widget& w) : display_(w.frameDisplay()) {
+        PaneArea* panes = w.paneArea();
+        watch(panes->rgbView(), 0);
+        watch(panes->depthView(), 1);
+        watch(panes->irView(), 2);
+        samples_.reserve(100000);  // no allocation while measuring
+    }
+    void restart() {
+        samples_.clear();
+        for (int pane = 0; pane < 3; ++pane) last_[pane] = display_.shownFrameReady(pane);
+    }
+    // Percentile p (0..100) of the samples so far, ms; sorts them.
+    double percentile(double p) {
+        if (samples_.empty()) return 0;
+        std::sort(samples_.begin(), samples_.end());
+        const size_t i = std::min(samples_.size() - 1, size_t(p / 100.0 * double(samples_.size())));
+        return samples_[i];
+    }
+    size_t count() const { return samples_.size(); }
+
+protected:
+    bool eventFilter(QObject* watched, QEvent* event) override {
+        if (event->type() != QEvent::Paint || inPaint_) return false;
+        const int pane = int(std::find(viewports_, viewports_ + 3, watched) - viewports_);
+        if (pane == 3) return false;
+        // The paint itself, now; the filter lets it through this time
+        // (removing and installing the filter instead would allocate).
+        inPaint_ = true;
+        QCoreApplication::sendEvent(watched, event);
+        inPaint_ = false;
+        const Clock::time_point ready = display_.shownFrameReady(pane);
+        if (ready != last_[pane] && ready != Clock::time_point{}) {
+            last_[pane] = ready;
+            if (samples_.size() < samples_.capacity())
+                samples_.push_back(std::chrono::duration<double, std::milli>(Clock::now() - ready).count());
+        }
+        return true;
+    }
+
+private:
+    void watch(GraphicsView* view, int pane) {
+        viewports_[pane] = view->viewport();
+        view->viewport()->installEventFilter(this);
+    }
+
+    FrameDisplay& display_;
+    bool inPaint_ = false;
+    QObject* viewports_[3]{};  // by pane: 0 colour, 1 depth, 2 IR
+    Clock::time_point last_[3]{};
+    std::vector<double> samples_;
 };
 
 unsigned framesRead(Widget& w) {
@@ -107,11 +185,14 @@ void BM_ViewerStreaming(benchmark::State& state) {
     const bool with3d = state.range(0) != 0;
     PromptRecorder prompts;
     StreamingWindow sw(with3d);
-    if (!sw.ok()) return state.SkipWithError("could not start streaming from the simulated camera");
+    if (!sw.ok()) return state.SkipWithError(sw.failure());
     Widget& w = sw.window();
+    PaintLatency latency(w);
     QTest::qWait(2000);  // buffers sized, JPEG decoder warm
     for (auto _ : state) {
+        latency.restart();
         const unsigned read0 = framesRead(w), painted0 = w.frameDisplay().paintedFrames(1);
+        const unsigned rendered0 = w.frameDisplay().paintedFrames(3);
         const uint64_t allocs0 = gAllocs, gui0 = gGuiAllocs;
         const double cpu0 = bench::processCpuSeconds();
         QElapsedTimer wall;
@@ -127,6 +208,15 @@ void BM_ViewerStreaming(benchmark::State& state) {
         state.counters["fps_painted"] = double(w.frameDisplay().paintedFrames(1) - painted0) / seconds;
         state.counters["allocs/frame"] = double(gAllocs - allocs0) / frames;
         state.counters["gui_allocs/frame"] = double(gGuiAllocs - gui0) / frames;
+        state.counters["fps_3d"] = double(w.frameDisplay().paintedFrames(3) - rendered0) / seconds;
+        if (with3d) {
+            state.counters["pane3d_w"] = w.paneArea()->cloudView()->width();
+            state.counters["pane3d_h"] = w.paneArea()->cloudView()->height();
+        }
+        state.counters["latency_p50_ms"] = latency.percentile(50);
+        state.counters["latency_p95_ms"] = latency.percentile(95);
+        state.counters["latency_max_ms"] = latency.percentile(100);
+        state.counters["latency_frames"] = double(latency.count());
     }
 }
 BENCHMARK(BM_ViewerStreaming)
@@ -143,6 +233,11 @@ int main(int argc, char** argv) {
     // The camera first, in its own process, before any thread exists here.
     bench::ForkedCamera camera(kAddress, kDiscoveryPort, '3');
     tGuiThread = true;
+    // The frames' ready time from the SDK itself, on the worker that read them.
+    Acquisition::setFrameReadyClock([] {
+        d3sdk::FrameTiming t;
+        return d3sdk::GetLastFrameTiming(t) ? t.ready : Clock::now();
+    });
     QApplication app(argc, argv);
     benchmark::Initialize(&argc, argv);
     benchmark::RunSpecifiedBenchmarks();

@@ -1,12 +1,15 @@
 // Synthetic inputs shared by the SDK benchmarks.
 #pragma once
 
+#include <sys/resource.h>
 #include <turbojpeg.h>
 
 #include <cstdint>
+#include <ctime>
 #include <random>
 #include <vector>
 
+#include "d3_protocol/Frame.h"
 #include "d3_sdk/DeviceManager.h"
 
 namespace bench {
@@ -47,6 +50,52 @@ inline std::vector<uint8_t> jpegImage(int w, int h) {
     tjFree(jpeg);
     tjDestroy(tj);
     return out;
+}
+
+// The frame both replay cameras send: 640x480 depth, IR and amplitude, and
+// optionally a 1080p JPEG, as the frame payload of the wire format.
+inline std::vector<uint8_t> replayPayload(bool withJpeg) {
+    const auto depth = roomDepth();
+    std::vector<uint8_t> ir(640 * 480, 90);
+    d3proto::FrameHeader h;
+    h.tofWidth = 640;
+    h.tofHeight = 480;
+    std::vector<uint8_t> jpeg;
+    if (withJpeg) {
+        jpeg = jpegImage(1920, 1080);
+        h.rgbWidth = 1920;
+        h.rgbHeight = 1080;
+        h.rgbEncoding = d3proto::RgbEncoding::Jpeg;
+        h.rgbBytes = uint32_t(jpeg.size());
+    }
+    std::vector<uint8_t> payload;
+    d3proto::encodeFrame(h, depth.data(), ir.data(), depth.data(), withJpeg ? jpeg.data() : nullptr, payload);
+    return payload;
+}
+
+inline double threadCpuSeconds() {
+    timespec ts;
+    clock_gettime(CLOCK_THREAD_CPUTIME_ID, &ts);
+    return double(ts.tv_sec) + 1e-9 * double(ts.tv_nsec);
+}
+
+inline double processCpuSeconds() {
+    rusage ru;
+    getrusage(RUSAGE_SELF, &ru);
+    return double(ru.ru_utime.tv_sec + ru.ru_stime.tv_sec) + 1e-6 * double(ru.ru_utime.tv_usec + ru.ru_stime.tv_usec);
+}
+
+// Times a thread of this process gave up the CPU to wait (each is one
+// wake-up later): of the whole process, or of the calling thread.
+inline long processWaits() {
+    rusage ru;
+    getrusage(RUSAGE_SELF, &ru);
+    return ru.ru_nvcsw;
+}
+inline long threadWaits() {
+    rusage ru;
+    getrusage(RUSAGE_THREAD, &ru);
+    return ru.ru_nvcsw;
 }
 
 }  // namespace bench

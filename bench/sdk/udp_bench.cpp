@@ -1,16 +1,17 @@
 // Receive + reassemble + unpack over UDP loopback, against a minimal camera
 // that replays one encoded frame (no JPEG) as datagrams, drops a chosen share
-// of them (resends too) and answers resend requests.
+// of them (resends too) and answers resend requests. It sends either in
+// bursts of 64 datagrams 50 us apart (a frame in a few milliseconds), or
+// paced as the simulated camera sends: bursts of 32 spread over half the
+// frame period.
 #include <arpa/inet.h>
 #include <benchmark/benchmark.h>
 #include <poll.h>
-#include <sys/resource.h>
 #include <sys/socket.h>
 #include <unistd.h>
 
 #include <atomic>
 #include <chrono>
-#include <ctime>
 #include <random>
 #include <thread>
 
@@ -25,30 +26,15 @@ namespace {
 
 using Clock = std::chrono::steady_clock;
 
-double threadCpuSeconds() {
-    timespec ts;
-    clock_gettime(CLOCK_THREAD_CPUTIME_ID, &ts);
-    return double(ts.tv_sec) + 1e-9 * double(ts.tv_nsec);
-}
-
-double processCpuSeconds() {
-    rusage ru;
-    getrusage(RUSAGE_SELF, &ru);
-    return double(ru.ru_utime.tv_sec + ru.ru_stime.tv_sec) + 1e-6 * double(ru.ru_utime.tv_usec + ru.ru_stime.tv_usec);
-}
+enum class Pacing { Bursts64, LikeCamera };
 
 class ReplayUdpCamera {
 public:
     static constexpr uint32_t kToken = 77;
 
     // fps 0: the next frame goes out once the previous one was taken (`next()`).
-    ReplayUdpCamera(int fps, double loss) : fps_(fps), loss_(loss) {
-        const auto depth = bench::roomDepth();
-        std::vector<uint8_t> ir(640 * 480, 90);
-        d3proto::FrameHeader h;
-        h.tofWidth = 640;
-        h.tofHeight = 480;
-        d3proto::encodeFrame(h, depth.data(), ir.data(), depth.data(), nullptr, payload_);
+    ReplayUdpCamera(int fps, double loss, Pacing pacing = Pacing::Bursts64)
+        : fps_(fps), loss_(loss), pacing_(pacing), payload_(bench::replayPayload(false)) {
         fd_ = ::socket(AF_INET, SOCK_DGRAM, 0);
         sockaddr_in a{};
         a.sin_family = AF_INET;
@@ -67,6 +53,7 @@ public:
     uint16_t port() const { return port_; }
     void next() { ++permits_; }
     double senderCpuSeconds() const { return senderCpu_; }
+    long senderWaits() const { return senderWaits_; }
 
 private:
     void send(uint32_t id, uint16_t p) {
@@ -104,9 +91,14 @@ private:
         }
     }
     void serve() {
-        const double cpu0 = threadCpuSeconds();
+        const double cpu0 = bench::threadCpuSeconds();
+        const long waits0 = bench::threadWaits();
         auto next = Clock::now();
         const uint16_t count = uint16_t(d3proto::udpPacketCount(uint32_t(payload_.size())));
+        const uint16_t burst = pacing_ == Pacing::LikeCamera ? 32 : 64;
+        const auto gap = pacing_ == Pacing::LikeCamera && fps_ > 0
+                             ? std::chrono::microseconds(1000000 / fps_ / 2 / ((count + burst - 1) / burst))
+                             : std::chrono::microseconds(50);
         while (!stop_ && !haveClient_) service(10);
         while (!stop_) {
             if (fps_ > 0) {
@@ -117,21 +109,28 @@ private:
                 --permits_;
             }
             ++id_;
+            auto burstAt = Clock::now();
             for (uint16_t p = 0; p < count && !stop_; ++p) {
                 send(id_, p);
                 // Paced as a camera does, so the loopback's queues do not overflow.
-                if (p % 64 == 63) {
+                if (p % burst == burst - 1) {
                     service(0);
-                    std::this_thread::sleep_for(std::chrono::microseconds(50));
+                    burstAt += gap;
+                    if (pacing_ == Pacing::LikeCamera)
+                        std::this_thread::sleep_until(burstAt);
+                    else
+                        std::this_thread::sleep_for(gap);
                 }
             }
             service(0);
-            senderCpu_ = threadCpuSeconds() - cpu0;
+            senderCpu_ = bench::threadCpuSeconds() - cpu0;
+            senderWaits_ = bench::threadWaits() - waits0;
         }
     }
 
     int fps_;
     double loss_;
+    Pacing pacing_;
     std::mt19937_64 rng_{5};
     std::vector<uint8_t> payload_, dgram_;
     int fd_ = -1;
@@ -141,12 +140,13 @@ private:
     std::atomic<int> permits_{1};
     std::atomic<bool> stop_{false};
     std::atomic<double> senderCpu_{0};
+    std::atomic<long> senderWaits_{0};
     uint32_t id_ = 0;
     std::thread thread_;
 };
 
-void receive(benchmark::State& state, int fps, double loss) {
-    ReplayUdpCamera camera(fps, loss);
+void receive(benchmark::State& state, int fps, double loss, Pacing pacing = Pacing::Bursts64) {
+    ReplayUdpCamera camera(fps, loss, pacing);
     d3sdk::FrameExchange exchange;
     d3proto::ImageInfo image;  // 640x480, no colour
     d3sdk::UdpReceiver receiver(exchange, image);
@@ -157,20 +157,23 @@ void receive(benchmark::State& state, int fps, double loss) {
     exchange.acquire(std::chrono::seconds(2));  // warm-up frame
     camera.next();
     receiver.resetStats();
-    const double cpu0 = processCpuSeconds(), sender0 = camera.senderCpuSeconds();
+    const double cpu0 = bench::processCpuSeconds(), sender0 = camera.senderCpuSeconds();
+    const long waits0 = bench::processWaits(), senderWaits0 = camera.senderWaits();
     const auto t0 = Clock::now();
     for (auto _ : state) {
         if (!exchange.acquire(std::chrono::seconds(2))) state.SkipWithError("no frame");
         camera.next();
     }
     const double wall = std::chrono::duration<double>(Clock::now() - t0).count();
-    const double sdkCpu = processCpuSeconds() - cpu0 - (camera.senderCpuSeconds() - sender0);
+    const double sdkCpu = bench::processCpuSeconds() - cpu0 - (camera.senderCpuSeconds() - sender0);
+    const long waits = bench::processWaits() - waits0 - (camera.senderWaits() - senderWaits0);
     const auto s = receiver.stats();
     receiver.close();
     const double frames = double(state.iterations());
     const double attempted = double(s.framesComplete + s.framesIncomplete);
     state.counters["fps"] = frames / wall;
     state.counters["sdk_cpu_ms_per_frame"] = 1000.0 * sdkCpu / frames;
+    state.counters["wakeups_per_frame"] = double(waits) / frames;
     state.counters["latency_ms"] = s.meanUnpackMs;
     state.counters["complete_ratio"] = attempted > 0 ? double(s.framesComplete) / attempted : 0.0;
     state.counters["incomplete"] = double(s.framesIncomplete);
@@ -189,6 +192,18 @@ void BM_UdpStream25fps_LossPercent(benchmark::State& state) { receive(state, 25,
 BENCHMARK(BM_UdpStream25fps_LossPercent)
     ->Arg(0)
     ->Arg(1)
+    ->Arg(10)
+    ->Unit(benchmark::kMillisecond)
+    ->UseRealTime()
+    ->Iterations(125);
+
+// The same at the simulated camera's pacing: a frame's datagrams arrive over
+// 20 ms, so the receiver's wake-ups rather than its copies set the cost.
+void BM_UdpCameraPaced25fps_LossPercent(benchmark::State& state) {
+    receive(state, 25, double(state.range(0)) / 100.0, Pacing::LikeCamera);
+}
+BENCHMARK(BM_UdpCameraPaced25fps_LossPercent)
+    ->Arg(0)
     ->Arg(10)
     ->Unit(benchmark::kMillisecond)
     ->UseRealTime()

@@ -15,8 +15,8 @@ using d3sdk::Session;
 
 namespace {
 
-template <typename T>
-void copyInto(DataContainer<T>* dst, const DataContainer<T>& src) {
+template <typename T, typename Image>
+void copyInto(DataContainer<T>* dst, const Image& src) {
     if (!dst) return;
     dst->resize(src.rows(), src.cols());
     std::memcpy(dst->data(), src.data(), size_t(src.rows()) * src.cols() * sizeof(T));

@@ -15,6 +15,8 @@ void ResetStreamStats() {
     if (auto s = DeviceManager::Impl::of(DeviceManager::GetInstance()).current()) s->stream().resetStats();
 }
 
+bool GetLastFrameTiming(FrameTiming& out) { return Session::lastDelivered(out); }
+
 ReturnCode GetDeviceDetails(DeviceDetails& out) {
     std::shared_ptr<Session> s;
     const ReturnCode rc = DeviceManager::Impl::of(DeviceManager::GetInstance()).require(s);

@@ -1,8 +1,18 @@
 #include "FrameExchange.h"
 
+#include <algorithm>
 #include <utility>
 
 namespace d3sdk {
+
+void PayloadBuffer::reserve(size_t n) {
+    if (n <= capacity_) return;
+    // A payload that grows (a larger JPEG) usually grows again a little:
+    // leave room so that does not mean an allocation each time.
+    const size_t grown = std::max(n, capacity_ + capacity_ / 2);
+    data_.reset(new uint8_t[grown]);
+    capacity_ = grown;
+}
 
 bool FrameExchange::publish() {
     bool overwritten;

@@ -4,22 +4,67 @@
 #include <chrono>
 #include <condition_variable>
 #include <cstdint>
+#include <memory>
 #include <mutex>
+#include <vector>
 
 #include "d3_sdk/DeviceManager.h"
 
 namespace d3sdk {
 
-// One frame unpacked and ready to copy out: depth/amplitude in host order, IR,
-// and RGB already decoded from JPEG.
+// rows x cols values of T held elsewhere.
+template <typename T>
+class ImageView {
+public:
+    unsigned rows() const { return rows_; }
+    unsigned cols() const { return cols_; }
+    const T* data() const { return data_; }
+    void reset(const T* data, unsigned rows, unsigned cols) {
+        data_ = data;
+        rows_ = rows;
+        cols_ = cols;
+    }
+
+private:
+    const T* data_ = nullptr;
+    unsigned rows_ = 0, cols_ = 0;
+};
+
+// Storage for a frame payload that receivers fill and hand to a frame by
+// swapping, so the megabytes of a frame are written once, by the receive.
+class PayloadBuffer {
+public:
+    uint8_t* data() { return data_.get(); }
+    const uint8_t* data() const { return data_.get(); }
+    size_t capacity() const { return capacity_; }
+    // Makes room for n bytes; the contents are not kept when it grows. New
+    // storage is left untouched, so room a frame does not use costs address
+    // space, not memory.
+    void reserve(size_t n);
+    void swap(PayloadBuffer& other) noexcept {
+        data_.swap(other.data_);
+        std::swap(capacity_, other.capacity_);
+    }
+
+private:
+    std::unique_ptr<uint8_t[]> data_;
+    size_t capacity_ = 0;
+};
+
+// One frame ready to copy out: depth, IR and amplitude in host order, where
+// possible straight in the payload as received, and RGB decoded from JPEG.
 struct Frame {
     uint32_t frameId = 0;
     uint64_t timestampUs = 0;
     uint32_t exposureUs = 0;
-    DataContainer<uint16_t> depth;
-    DataContainer<uint8_t> ir;
-    DataContainer<uint16_t> amplitude;
+    PayloadBuffer payload;  // the frame payload as it came off the wire
+    ImageView<uint16_t> depth;
+    ImageView<uint8_t> ir;
+    ImageView<uint16_t> amplitude;
     DataContainer<RGB888Pixel> rgb;  // 0x0 for models without colour
+    // Host-order copies, used only when a 16-bit section cannot be read in
+    // place (odd offset, big-endian host).
+    std::vector<uint16_t> depthCopy, amplitudeCopy;
     std::chrono::steady_clock::time_point arrived;
 };
 

@@ -1,5 +1,6 @@
 #include "FrameUnpacker.h"
 
+#include <cstdint>
 #include <cstring>
 
 #include "d3_protocol/Frame.h"
@@ -16,29 +17,39 @@ bool hostIsLittleEndian() {
     return first == 1;
 }
 
-void copyU16(const uint8_t* src, DataContainer<uint16_t>& dst, unsigned rows, unsigned cols) {
-    dst.resize(rows, cols);
+// The section as uint16 values in host order: in place when it can be read
+// that way, otherwise through `copy`.
+void viewU16(const uint8_t* src, unsigned rows, unsigned cols, std::vector<uint16_t>& copy, ImageView<uint16_t>& out) {
     const size_t n = size_t(rows) * cols;
-    if (hostIsLittleEndian()) {
-        std::memcpy(dst.data(), src, n * 2);
-    } else {
-        for (size_t i = 0; i < n; ++i) dst.data()[i] = d3proto::getU16(src + 2 * i);
+    if (hostIsLittleEndian() && reinterpret_cast<uintptr_t>(src) % alignof(uint16_t) == 0) {
+        out.reset(reinterpret_cast<const uint16_t*>(src), rows, cols);
+        return;
     }
+    copy.resize(n);
+    for (size_t i = 0; i < n; ++i) copy[i] = d3proto::getU16(src + 2 * i);
+    out.reset(copy.data(), rows, cols);
 }
 
 }  // namespace
 
 bool FrameUnpacker::unpack(const uint8_t* payload, size_t size, Frame& out) {
+    out.payload.reserve(size);
+    if (size) std::memcpy(out.payload.data(), payload, size);
+    return unpackInPlace(size, out);
+}
+
+bool FrameUnpacker::unpackInPlace(size_t size, Frame& out) {
     d3proto::FrameView view;
-    if (d3proto::decodeFrame(payload, size, view) != d3proto::FrameDecodeResult::Ok) return false;
+    if (size > out.payload.capacity() ||
+        d3proto::decodeFrame(out.payload.data(), size, view) != d3proto::FrameDecodeResult::Ok)
+        return false;
     const d3proto::FrameHeader& h = view.header;
     out.frameId = h.frameId;
     out.timestampUs = h.timestampUs;
     out.exposureUs = h.exposureUs;
-    copyU16(view.depth, out.depth, h.tofHeight, h.tofWidth);
-    copyU16(view.amplitude, out.amplitude, h.tofHeight, h.tofWidth);
-    out.ir.resize(h.tofHeight, h.tofWidth);
-    std::memcpy(out.ir.data(), view.ir, h.irBytes);
+    viewU16(view.depth, h.tofHeight, h.tofWidth, out.depthCopy, out.depth);
+    viewU16(view.amplitude, h.tofHeight, h.tofWidth, out.amplitudeCopy, out.amplitude);
+    out.ir.reset(view.ir, h.tofHeight, h.tofWidth);
     switch (h.rgbEncoding) {
         case d3proto::RgbEncoding::None:
             out.rgb.resize(0, 0);

@@ -11,8 +11,12 @@ namespace d3sdk {
 
 class FrameUnpacker {
 public:
-    // False when the payload is malformed or its JPEG does not decode; `out`
-    // is then unspecified and must not be published.
+    // Unpacks the `size` bytes in out.payload without copying them: depth,
+    // IR and amplitude point into the payload. False when the payload is
+    // malformed or its JPEG does not decode; `out` is then unspecified and
+    // must not be published.
+    bool unpackInPlace(size_t size, Frame& out);
+    // The same for a payload held elsewhere, copied into out.payload first.
     bool unpack(const uint8_t* payload, size_t size, Frame& out);
 
 private:

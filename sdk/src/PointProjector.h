@@ -19,6 +19,7 @@ public:
     unsigned height() const { return height_; }
     float rayX(unsigned u) const { return rayX_[u]; }
     float rayY(unsigned v) const { return rayY_[v]; }
+    const float* raysX() const { return rayX_.data(); }
 
     // Writes width*height points; a zero depth gives (0,0,0). Returns the
     // number of points with a measurement.

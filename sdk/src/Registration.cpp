@@ -16,10 +16,16 @@ void Registration::configure(const CameraIntrinsicParam& tof, unsigned tofWidth,
     rgbH_ = rgbHeight;
     ext_ = ext;
     source_.resize(size_t(rgbWidth) * rgbHeight);
-    projected_.resize(size_t(tofWidth) * tofHeight);
+    const size_t n = size_t(tofWidth) * tofHeight + 16;
+    z_.resize(n);
+    cu_.resize(n);
+    cv_.resize(n);
+    nu_.resize(n);
+    nv_.resize(n);
+    for (auto* row : {&x0_, &span_, &y0_, &y1_}) row->resize(tofWidth + 8);
 }
 
-inline bool Registration::project(unsigned u, unsigned v, uint16_t d, float& ur, float& vr, float& zr) const {
+bool Registration::project(unsigned u, unsigned v, uint16_t d, float& ur, float& vr, float& zr) const {
     const float z = float(d);
     const float x = tof_.rayX(u) * z;
     const float y = tof_.rayY(v) * z;
@@ -35,106 +41,19 @@ inline bool Registration::project(unsigned u, unsigned v, uint16_t d, float& ur,
     return true;
 }
 
-namespace {
-
-// Smallest integer >= x for 0 <= x < 2^31, without a library call.
-inline int ceilPositive(float x) {
-    const int i = int(x);
-    return i + (float(i) < x);
-}
-
-}  // namespace
-
-void Registration::depthToRgb(const uint16_t* depth, uint16_t* out, bool trackSource) {
-    std::memset(out, 0, size_t(rgbW_) * rgbH_ * sizeof(uint16_t));
-    const unsigned w = tof_.width(), h = tof_.height();
-    const int W = int(rgbW_), H = int(rgbH_);
-    // Project every depth pixel first, so each one can see where its right and
-    // lower neighbours landed. Integer pixel bounds are worked out here once
-    // rather than for each of the up to four quads a projection takes part in.
-    for (unsigned v = 0; v < h; ++v)
-        for (unsigned u = 0; u < w; ++u) {
-            const uint32_t i = v * w + u;
-            Projected& p = projected_[i];
-            float pu, pv, pz;
-            if (depth[i] == 0 || !project(u, v, depth[i], pu, pv, pz) || pz > 65535.0f) {
-                p.z = 0;
-                continue;
-            }
-            p.z = uint16_t(pz + 0.5f);
-            p.cu = int16_t(ceilPositive(std::clamp(pu, 0.0f, float(W))));
-            p.cv = int16_t(ceilPositive(std::clamp(pv, 0.0f, float(H))));
-            const bool inside = pu >= -0.5f && pv >= -0.5f && pu < float(W) - 0.5f && pv < float(H) - 0.5f;
-            p.nu = inside ? int16_t(pu + 0.5f) : int16_t(-1);
-            p.nv = inside ? int16_t(pv + 0.5f) : int16_t(-1);
-        }
-    uint32_t* src = source_.data();
-    for (unsigned v = 0; v < h; ++v) {
-        for (unsigned u = 0; u < w; ++u) {
-            const uint32_t i = v * w + u;
-            const Projected& p = projected_[i];
-            if (p.z == 0) continue;
-            // The pixel owns the colour pixels between its own projection and
-            // those of its right and lower neighbours when they lie on the same
-            // surface (depth within 5 %), so neighbouring quads tile the
-            // surface without gaps or overlap, steep surfaces included. Across
-            // a depth jump it keeps one colour pixel and the gap stays: the
-            // colour camera sees something there the ToF camera does not.
-            int x0 = p.cu, x1 = p.cu, y0 = p.cv, y1 = p.cv;
-            const int tolerance = p.z / 20;
-            auto extend = [&](const Projected& n) {
-                if (n.z == 0 || std::abs(int(n.z) - int(p.z)) > tolerance) return;
-                x0 = std::min(x0, int(n.cu));
-                x1 = std::max(x1, int(n.cu));
-                y0 = std::min(y0, int(n.cv));
-                y1 = std::max(y1, int(n.cv));
-            };
-            if (u + 1 < w) extend(projected_[i + 1]);
-            if (v + 1 < h) {
-                extend(projected_[i + w]);
-                if (u + 1 < w) extend(projected_[i + w + 1]);
-            }
-            // Half-open ranges; a degenerate one becomes the nearest pixel.
-            x1 = std::min(x1, x0 + 8) - 1;  // a wild point must not paint a large patch
-            y1 = std::min(y1, y0 + 8) - 1;
-            if (x1 < x0 || y1 < y0) {
-                if (p.nu < 0) continue;
-                if (x1 < x0) x0 = x1 = p.nu;
-                if (y1 < y0) y0 = y1 = p.nv;
-            }
-            const uint16_t zq = p.z;
-            for (int y = y0; y <= y1; ++y) {
-                uint16_t* row = out + size_t(y) * rgbW_;
-                if (trackSource) {
-                    uint32_t* srow = src + size_t(y) * rgbW_;
-                    for (int x = x0; x <= x1; ++x) {
-                        if (row[x] == 0 || zq < row[x]) {
-                            row[x] = zq;
-                            srow[x] = i;
-                        }
-                    }
-                } else {
-                    for (int x = x0; x <= x1; ++x)
-                        if (row[x] == 0 || zq < row[x]) row[x] = zq;
-                }
-            }
-        }
-    }
-}
-
 void Registration::rgbToDepth(const uint16_t* depth, const uint16_t* zbuffer, const RGB888Pixel* rgb,
                               RGB888Pixel* out) const {
     const size_t n = size_t(tof_.width()) * tof_.height();
     for (size_t i = 0; i < n; ++i) {
         out[i] = RGB888Pixel{0, 0, 0};
-        const Projected& p = projected_[i];
-        if (depth[i] == 0 || p.z == 0 || p.nu < 0) continue;
-        const size_t j = size_t(p.nv) * rgbW_ + size_t(p.nu);
+        const uint16_t z = z_[i];
+        if (depth[i] == 0 || z == 0 || nu_[i] < 0) continue;
+        const size_t j = size_t(nv_[i]) * rgbW_ + size_t(nu_[i]);
         // The colour camera sees something nearer here: this surface is
         // hidden from it and its colour would belong to the occluder. The
         // margin absorbs depth noise between neighbouring pixels.
         const float nearest = float(zbuffer[j]);
-        if (nearest > 0 && float(p.z) > nearest + 10.0f + 0.03f * nearest) continue;
+        if (nearest > 0 && float(z) > nearest + 10.0f + 0.03f * nearest) continue;
         out[i] = rgb[j];
     }
 }

@@ -51,19 +51,27 @@ public:
 
 private:
     bool project(unsigned u, unsigned v, uint16_t d, float& ur, float& vr, float& zr) const;
+    // Fills the projections of depth row v (`depth` points at the row).
+    void projectRow(const uint16_t* depth, unsigned v);
+    // Works out the colour pixels each depth pixel of row v owns, into the
+    // row's quad bounds.
+    void quadsOfRow(unsigned v);
+    // Writes the quads of row v into the depth seen from the colour camera.
+    void fillRow(unsigned v, uint16_t* out, bool trackSource);
 
     PointProjector tof_;
     PointProjector rgbRays_;  // back-projection tables of the colour camera
     CameraIntrinsicParam rgbK_{};
     unsigned rgbW_ = 0, rgbH_ = 0;
     Extrinsics ext_;
-    // Kept small: written and read once per depth pixel per frame.
-    struct Projected {
-        uint16_t z;      // depth in the colour camera, mm; 0: none or behind it
-        int16_t cu, cv;  // ceil of the projected u and v, clamped to the image (quad bounds)
-        int16_t nu, nv;  // nearest colour pixel, -1 outside the image
-    };
-    std::vector<Projected> projected_;
+    // Each depth pixel's projection, one array per field so that eight
+    // pixels are worked on at once (with room to read eight past the end):
+    std::vector<uint16_t> z_;       // depth in the colour camera, mm; 0: none or behind it
+    std::vector<int16_t> cu_, cv_;  // ceil of the projected u and v, clamped to the image (quad bounds)
+    std::vector<int16_t> nu_, nv_;  // nearest colour pixel, -1 outside the image
+    // The colour pixels a depth pixel of the current row owns: columns
+    // [x0, x0 + span), rows [y0, y1]; span 0 owns none.
+    std::vector<int16_t> x0_, span_, y0_, y1_;
     std::vector<uint32_t> source_;
 };
 

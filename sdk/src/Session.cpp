@@ -131,8 +131,18 @@ ReturnCode Session::withNextFrame(const std::function<void(const Frame&)>& use) 
     const Frame* f = exchange_.acquire(std::max(left, std::chrono::milliseconds(0)));
     if (!f) return lost_ ? NETWORK_ERROR : TIMEOUT;
     stream_->noteDelivered();
+    lastDelivered_ = FrameTiming{f->frameId, f->arrived};
+    haveDelivered_ = true;
     use(*f);
     return SUCCESS;
+}
+
+thread_local FrameTiming Session::lastDelivered_;
+thread_local bool Session::haveDelivered_ = false;
+
+bool Session::lastDelivered(FrameTiming& out) {
+    if (haveDelivered_) out = lastDelivered_;
+    return haveDelivered_;
 }
 
 void Session::monitor() {

@@ -20,6 +20,7 @@
 #include "TimedGate.h"
 #include "d3_protocol/Payloads.h"
 #include "d3_sdk/DeviceManager.h"
+#include "d3_sdk/Extensions.h"
 
 namespace d3sdk {
 
@@ -65,6 +66,8 @@ public:
     // Waits for the next frame not yet delivered and runs `use` on it while
     // no other reader can interfere. SUCCESS, TIMEOUT, NOT_STREAMING or 33.
     ReturnCode withNextFrame(const std::function<void(const Frame&)>& use);
+    // The frame withNextFrame() last handed out on the calling thread.
+    static bool lastDelivered(FrameTiming& out);
 
     // Frame conversions, valid inside withNextFrame().
     void points(const Frame& f, DataContainer<PointXYZ>& out);
@@ -72,6 +75,8 @@ public:
     void rgbToDepth(const Frame& f, DataContainer<RGB888Pixel>& out, DataContainer<PointXYZRGBI>* rgbPoints);
 
 private:
+    static thread_local FrameTiming lastDelivered_;
+    static thread_local bool haveDelivered_;
     void monitor();
     void declareLost(const std::string& why);
     bool configureRegistration(const Frame& f);

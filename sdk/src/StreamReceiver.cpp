@@ -85,15 +85,17 @@ void StreamReceiver::readHeader() {
                       d3proto::DecodeResult::Ok)
             return fail();
         firstByte_ = Clock::now();
-        payload_.resize(current_.payloadLength);
+        // Straight into the frame the exchange lets us fill: no copy later.
+        exchange_.back().payload.reserve(current_.payloadLength);
         readPayload();
     });
 }
 
 void StreamReceiver::readPayload() {
-    asio::async_read(socket_, asio::buffer(payload_), [this](const asio::error_code& ec, size_t) {
+    const auto into = asio::buffer(exchange_.back().payload.data(), current_.payloadLength);
+    asio::async_read(socket_, into, [this](const asio::error_code& ec, size_t) {
         if (ec) return fail();
-        noteReceived(d3proto::kHeaderSize + payload_.size());
+        noteReceived(d3proto::kHeaderSize + current_.payloadLength);
         if (current_.type == d3proto::MessageType::Event && current_.command == uint16_t(d3proto::Command::FrameEvent))
             onFrame();
         // Calibration events repeat what the control connection reported at
@@ -104,7 +106,7 @@ void StreamReceiver::readPayload() {
 
 void StreamReceiver::onFrame() {
     Frame& slot = exchange_.back();
-    const bool ok = unpacker_.unpack(payload_.data(), payload_.size(), slot);
+    const bool ok = unpacker_.unpackInPlace(current_.payloadLength, slot);
     if (!ok) {
         std::lock_guard<std::mutex> lock(statsMutex_);
         ++stats_.framesDropped;

@@ -42,7 +42,7 @@ private:
     std::thread thread_;
     uint8_t header_[d3proto::kHeaderSize];
     d3proto::Header current_;
-    std::vector<uint8_t> payload_;  // capacity kept: no allocation per frame
+    std::vector<uint8_t> payload_;  // an error text after the attach reply
     std::chrono::steady_clock::time_point firstByte_;
 };
 

@@ -1,18 +1,21 @@
 #include "UdpReceiver.h"
 
+#include <arpa/inet.h>
 #include <poll.h>
+#include <sys/eventfd.h>
+#include <unistd.h>
 
 #include <algorithm>
+#include <cerrno>
 #include <cstdio>
 #include <cstring>
 
-#include "IoThread.h"
 #include "d3_protocol/Frame.h"
 #include "d3_protocol/Message.h"
 
 namespace d3sdk {
 
-using asio::ip::udp;
+using std::chrono::microseconds;
 using std::chrono::milliseconds;
 
 namespace {
@@ -25,8 +28,10 @@ constexpr milliseconds kTick{5};
 constexpr milliseconds kQuiet{5};
 constexpr milliseconds kTailQuiet{20};
 constexpr milliseconds kHelloEvery{100};
-// About 25 datagrams at gigabit rate: little latency, far fewer wake-ups.
-constexpr std::chrono::microseconds kCoalesce{300};
+// What the kernel charges a datagram of ours against the receive buffer, at
+// most (payload, headers and its own bookkeeping); a gathering sleep lets no
+// more than a quarter of the buffer fill.
+constexpr size_t kChargePerDatagram = 4096;
 
 // Frame ids wrap: a is newer than b when it is less than half the range ahead.
 bool newer(uint32_t a, uint32_t b) { return int32_t(a - b) > 0; }
@@ -46,7 +51,8 @@ bool sizesAgree(const Frame& f, const d3proto::ImageInfo& image) {
            int(f.rgb.cols()) == rgbW && int(f.rgb.rows()) == rgbH;
 }
 
-void setReceiveBuffer(int fd) {
+// Returns the bytes the kernel lets queue on the socket.
+int setReceiveBuffer(int fd) {
     int want = kWantedReceiveBuffer;
     ::setsockopt(fd, SOL_SOCKET, SO_RCVBUF, &want, sizeof want);
     int got = 0;
@@ -55,32 +61,28 @@ void setReceiveBuffer(int fd) {
     // Linux reports twice what was granted (the rest is its bookkeeping); less
     // than that means net.core.rmem_max capped us. A privileged process may
     // exceed the cap.
-    if (got >= 2 * want) return;
+    if (got >= 2 * want) return got;
     ::setsockopt(fd, SOL_SOCKET, SO_RCVBUFFORCE, &want, sizeof want);
     ::getsockopt(fd, SOL_SOCKET, SO_RCVBUF, &got, &len);
-    if (got >= 2 * want) return;
+    if (got >= 2 * want) return got;
     std::fprintf(stderr,
                  "d3_sdk: the system caps the UDP receive buffer at %d kB (wanted %d kB); raise net.core.rmem_max "
                  "or frames will lose datagrams\n",
                  got / 2 / 1024, want / 1024);
+    return got;
 }
 
 }  // namespace
 
 UdpReceiver::UdpReceiver(FrameExchange& exchange, const d3proto::ImageInfo& image)
-    : exchange_(exchange),
-      image_(image),
-      maxFrameBytes_(maxFrameBytes(image)),
-      socket_(io_),
-      timer_(io_),
-      coalesce_(io_),
-      rx_(kBatch * kDatagramMax) {
+    : exchange_(exchange), image_(image), maxFrameBytes_(maxFrameBytes(image)), rx_(kBatch * kDatagramMax) {
     const size_t maxPackets = d3proto::udpPacketCount(uint32_t(maxFrameBytes_));
     for (Slot& s : slots_) {
         // Pages are only touched as datagrams land, so the reserve costs address space, not memory.
-        s.data.reset(new uint8_t[maxFrameBytes_]);
+        s.data.reserve(maxFrameBytes_);
         s.have.assign(maxPackets, 0);
-        s.asked.assign(maxPackets, 0);
+        s.askedIn.assign(maxPackets, 0);
+        s.asks.assign(maxPackets, 0);
     }
     for (size_t i = 0; i < kBatch; ++i) {
         iov_[i] = {rx_.data() + i * kDatagramMax, kDatagramMax};
@@ -96,43 +98,47 @@ UdpReceiver::UdpReceiver(FrameExchange& exchange, const d3proto::ImageInfo& imag
 UdpReceiver::~UdpReceiver() { close(); }
 
 int32_t UdpReceiver::open(const std::string& ip, uint16_t port, uint32_t token, milliseconds timeout) {
-    asio::error_code ec;
-    const auto addr = asio::ip::make_address_v4(ip, ec);
-    if (ec) return 33;
-    socket_.open(udp::v4(), ec);
-    if (!ec) setReceiveBuffer(socket_.native_handle());
-    if (!ec) socket_.bind(udp::endpoint(udp::v4(), 0), ec);
-    if (ec) {
-        broken_ = true;
+    in_addr addr{};
+    if (::inet_pton(AF_INET, ip.c_str(), &addr) != 1) return 33;
+    fd_ = ::socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0);
+    wakeFd_ = ::eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK);
+    sockaddr_in any{};
+    any.sin_family = AF_INET;
+    if (fd_ < 0 || wakeFd_ < 0 || ::bind(fd_, reinterpret_cast<const sockaddr*>(&any), sizeof any) != 0) {
+        close();
         return 33;
     }
+    bufferDatagrams_ = size_t(setReceiveBuffer(fd_)) / kChargePerDatagram;
     camera_ = {};
     camera_.sin_family = AF_INET;
     camera_.sin_port = htons(port);
-    camera_.sin_addr.s_addr = htonl(addr.to_uint());
+    camera_.sin_addr = addr;
     if (!sayHello(token, timeout)) {
-        socket_.close(ec);
-        broken_ = true;
+        close();
         return 5;
     }
-    socket_.non_blocking(true, ec);
+    sockaddr_in local{};
+    socklen_t len = sizeof local;
+    ::getsockname(fd_, reinterpret_cast<sockaddr*>(&local), &len);
     {
         std::lock_guard<std::mutex> lock(statsMutex_);
-        stats_.localPort = socket_.local_endpoint(ec).port();
+        stats_.localPort = ntohs(local.sin_port);
     }
     broken_ = false;
     resetStats();
-    waitReadable();
-    timer_.expires_after(kTick);
-    timer_.async_wait([this](const asio::error_code& e) {
-        if (!e) tick();
-    });
-    thread_ = std::thread([this] { io_.run(); });
+    thread_ = std::thread([this] { run(); });
     return 2;
 }
 
 void UdpReceiver::close() {
-    stopIoThread(io_, thread_, socket_);
+    if (thread_.joinable()) {
+        const uint64_t one = 1;
+        [[maybe_unused]] const ssize_t n = ::write(wakeFd_, &one, sizeof one);
+        thread_.join();
+    }
+    if (fd_ >= 0) ::close(fd_);
+    if (wakeFd_ >= 0) ::close(wakeFd_);
+    fd_ = wakeFd_ = -1;
     broken_ = true;
 }
 
@@ -141,7 +147,7 @@ bool UdpReceiver::sayHello(uint32_t token, milliseconds timeout) {
     // camera echoes the hello; without the echo the hello may have been lost.
     std::vector<uint8_t> hello;
     d3proto::encodeUdpHello(token, hello);
-    const int fd = socket_.native_handle();
+    const int fd = fd_;
     const auto deadline = Clock::now() + timeout;
     for (auto now = Clock::now(); now < deadline; now = Clock::now()) {
         ::sendto(fd, hello.data(), hello.size(), 0, reinterpret_cast<const sockaddr*>(&camera_), sizeof camera_);
@@ -163,24 +169,66 @@ bool UdpReceiver::sayHello(uint32_t token, milliseconds timeout) {
     return false;
 }
 
-void UdpReceiver::waitReadable() {
-    socket_.async_wait(udp::socket::wait_read, [this](const asio::error_code& ec) {
-        if (ec) {
-            if (ec != asio::error::operation_aborted) broken_ = true;
+void UdpReceiver::run() {
+    bool gathering = false;
+    Clock::time_point gatherUntil;
+    for (;;) {
+        pollfd fds[2] = {{wakeFd_, POLLIN, 0}, {fd_, POLLIN, 0}};
+        // While a frame gathers, arrivals do not end the sleep; otherwise the
+        // first datagram does. Retry rules need a look every kTick only
+        // while frames are in flight.
+        const bool active = anyActive();
+        Clock::time_point until = gathering ? gatherUntil : active ? nextTick_ : Clock::time_point::max();
+        timespec ts{};
+        const timespec* timeout = nullptr;
+        if (until != Clock::time_point::max()) {
+            const auto ns = std::max<int64_t>(
+                0, std::chrono::duration_cast<std::chrono::nanoseconds>(until - Clock::now()).count());
+            ts = {time_t(ns / 1000000000), long(ns % 1000000000)};
+            timeout = &ts;
+        }
+        if (::ppoll(fds, gathering ? 1 : 2, timeout, nullptr) < 0 && errno != EINTR) {
+            broken_ = true;
             return;
         }
-        // While a frame streams in, a short pause lets datagrams gather so
-        // each wake-up takes a batch rather than one datagram.
-        if (drain() == 0 || kCoalesce.count() == 0) return waitReadable();
-        coalesce_.expires_after(kCoalesce);
-        coalesce_.async_wait([this](const asio::error_code& e) {
-            if (!e && socket_.is_open()) waitReadable();
-        });
-    });
+        if (fds[0].revents) return;  // close()
+        if (!active) nextTick_ = Clock::now() + kTick;
+        const size_t got = drain();
+        const auto now = Clock::now();
+        if (anyActive() && now >= nextTick_) {
+            tick(now);
+            nextTick_ = now + kTick;
+        }
+        const microseconds wait = got ? gatherWait(now) : microseconds(0);
+        gathering = wait.count() > 0;
+        gatherUntil = now + wait;
+    }
+}
+
+bool UdpReceiver::anyActive() const {
+    for (const Slot& s : slots_)
+        if (s.active) return true;
+    return false;
+}
+
+microseconds UdpReceiver::gatherWait(Clock::time_point now) const {
+    const Slot* newest = nullptr;
+    for (const Slot& s : slots_)
+        if (s.active && !s.whole && (!newest || newer(s.frameId, newest->frameId))) newest = &s;
+    if (!newest || newest->received == 0) return microseconds(0);
+    // The frame's datagrams so far came at a rate; sleep about until the
+    // rest should be in, within the bounds, and while no more than a quarter
+    // of the socket buffer fills at that rate.
+    const double elapsedUs = std::max(1.0, std::chrono::duration<double, std::micro>(now - newest->first).count());
+    const double perUs = double(newest->received) / elapsedUs;
+    const double restUs = double(newest->count - newest->received) / perUs;
+    const double bufferUs = double(bufferDatagrams_ / 4) / perUs;
+    const double us = std::min({restUs, bufferUs, double(kGatherMax.count())});
+    return microseconds(std::max<int64_t>(kGatherMin.count(), int64_t(us)));
 }
 
 size_t UdpReceiver::drain() {
-    const int fd = socket_.native_handle();
+    const int fd = fd_;
     uint64_t bytes = 0;
     size_t datagrams = 0;
     // Bounded per wake-up so the retry timer gets its turn under a flood.
@@ -224,10 +272,19 @@ void UdpReceiver::onDatagram(const uint8_t* data, size_t size, const sockaddr_in
         ++ignored_;  // stale, duplicate or inconsistent with the frame's other datagrams
         return;
     }
-    std::memcpy(s->data.get() + size_t(h.packetId) * d3proto::kUdpChunk, chunk, n);
+    std::memcpy(s->data.data() + size_t(h.packetId) * d3proto::kUdpChunk, chunk, n);
     s->have[h.packetId] = 1;
     ++s->received;
-    if (s->asked[h.packetId]) ++s->recovered;
+    if (const uint32_t request = s->askedIn[h.packetId]) {
+        ++s->recovered;
+        // The camera answers a request in the order it was asked, and
+        // requests in the order they came.
+        if (request > s->answeredRequest || (request == s->answeredRequest && h.packetId > s->answeredPacket)) {
+            s->answeredRequest = request;
+            s->answeredPacket = h.packetId;
+            s->answerNews = true;
+        }
+    }
     s->highest = std::max<uint32_t>(s->highest, h.packetId + 1u);
     s->lastData = now;
     ++accepted_;
@@ -284,10 +341,13 @@ UdpReceiver::Slot* UdpReceiver::slotFor(const d3proto::UdpDataHeader& h, Clock::
     s.count = h.packetCount;
     s.received = s.recovered = s.highest = s.nackedUpTo = 0;
     s.rounds = 0;
+    s.requests = s.answeredRequest = s.answeredPacket = 0;
+    s.answerNews = false;
     s.first = s.lastData = now;
     s.lastRequest = Clock::time_point();
     std::fill_n(s.have.begin(), s.count, uint8_t(0));
-    std::fill_n(s.asked.begin(), s.count, uint8_t(0));
+    std::fill_n(s.askedIn.begin(), s.count, 0u);
+    std::fill_n(s.asks.begin(), s.count, uint8_t(0));
     return &s;
 }
 
@@ -314,9 +374,13 @@ void UdpReceiver::publishReady(Clock::time_point now) {
 
 void UdpReceiver::publish(Slot& s) {
     Frame& f = exchange_.back();
+    // The frame takes the reassembled payload as it is, and the slot the
+    // frame's old storage (sized for our frames after the first few).
+    f.payload.swap(s.data);
+    s.data.reserve(maxFrameBytes_);
     // The payload repeats the frame id; a disagreement means a forged or
     // mixed-up frame. Frame calls rely on the sizes reported at session start.
-    const bool ok = unpacker_.unpack(s.data.get(), s.frameBytes, f) && f.frameId == s.frameId && sizesAgree(f, image_);
+    const bool ok = unpacker_.unpackInPlace(s.frameBytes, f) && f.frameId == s.frameId && sizesAgree(f, image_);
     if (!ok) {
         {
             std::lock_guard<std::mutex> lock(statsMutex_);
@@ -345,20 +409,28 @@ void UdpReceiver::release(Slot& s, bool givenUp) {
     }
 }
 
-void UdpReceiver::requestMissing(Slot& s, uint32_t from, uint32_t to, Clock::time_point now) {
-    const int fd = socket_.native_handle();
+void UdpReceiver::requestMissing(Slot& s, uint32_t to, bool all, Clock::time_point now) {
+    const int fd = fd_;
     auto send = [&] {
         d3proto::encodeUdpResend(resend_, resendBytes_);
-        ::sendto(fd, resendBytes_.data(), resendBytes_.size(), 0, reinterpret_cast<const sockaddr*>(&camera_),
-                 sizeof camera_);
+        ::sendto(fd, resendBytes_.data(), resendBytes_.size(), MSG_DONTWAIT,
+                 reinterpret_cast<const sockaddr*>(&camera_), sizeof camera_);
         resend_.ranges.clear();
     };
     resend_.frameId = s.frameId;
     resend_.ranges.clear();
+    const uint32_t request = s.requests + 1;
     uint64_t asked = 0;
-    for (uint32_t p = from; p < to && p < s.count; ++p) {
+    for (uint32_t p = 0; p < to && p < s.count; ++p) {
         if (s.have[p]) continue;
-        s.asked[p] = 1;
+        const uint32_t in = s.askedIn[p];
+        const bool passedOver =
+            in != 0 && (in < s.answeredRequest || (in == s.answeredRequest && p < s.answeredPacket));
+        // However a packet is found missing, it is asked for no more often
+        // than the rounds allow: a frame that needs more is given up.
+        if ((!all && in != 0 && !passedOver) || s.asks[p] > kMaxRounds) continue;
+        s.askedIn[p] = request;
+        ++s.asks[p];
         ++asked;
         if (!resend_.ranges.empty() && resend_.ranges.back().last + 1u == p) {
             resend_.ranges.back().last = uint16_t(p);
@@ -367,7 +439,9 @@ void UdpReceiver::requestMissing(Slot& s, uint32_t from, uint32_t to, Clock::tim
         if (resend_.ranges.size() == d3proto::kMaxResendRanges) send();
         resend_.ranges.push_back({uint16_t(p), uint16_t(p)});
     }
-    if (!resend_.ranges.empty()) send();
+    if (!asked) return;
+    send();
+    s.requests = request;
     s.lastRequest = now;
     std::lock_guard<std::mutex> lock(statsMutex_);
     stats_.packetsResendRequested += asked;
@@ -381,17 +455,18 @@ void UdpReceiver::afterBatch(Clock::time_point now) {
         if (!s.active || s.whole) continue;
         // The camera sends a frame's datagrams in order: a hole below the
         // highest one seen is a loss, and once a newer frame has begun, so is
-        // everything still missing of an older one.
+        // everything still missing of an older one. It answers requests in
+        // order too: a packet asked for before the newest answer is lost again.
         const uint32_t seen = &s == newest ? s.highest : s.count;
-        if (seen > s.nackedUpTo) {
-            requestMissing(s, s.nackedUpTo, seen, now);
-            s.nackedUpTo = seen;
+        if (seen > s.nackedUpTo || s.answerNews) {
+            requestMissing(s, std::max(seen, s.nackedUpTo), false, now);
+            s.nackedUpTo = std::max(seen, s.nackedUpTo);
+            s.answerNews = false;
         }
     }
 }
 
-void UdpReceiver::tick() {
-    const auto now = Clock::now();
+void UdpReceiver::tick(Clock::time_point now) {
     Slot* newest = nullptr;
     for (Slot& s : slots_)
         if (s.active && (!newest || newer(s.frameId, newest->frameId))) newest = &s;
@@ -404,20 +479,18 @@ void UdpReceiver::tick() {
         // Once nothing of the frame has come for a while (its sending and the
         // answers to the last request are over), ask again for everything
         // still missing, the tail included. Each round waits longer, so a
-        // camera that is slow to answer is not flooded with repeats.
+        // camera that is slow to answer is not flooded with repeats. Only a
+        // newest frame whose last datagram has not come may still be on its
+        // way from a stalled camera, so only its tail waits longer.
         const auto backoff = std::min(kQuiet * (s.rounds + 1), milliseconds(50));
-        const auto quiet = &s == newest ? kTailQuiet : kQuiet;
+        const auto quiet = &s == newest && s.highest < s.count ? kTailQuiet : kQuiet;
         if (now - s.lastData > quiet && now - s.lastRequest > backoff) {
-            requestMissing(s, 0, s.count, now);
+            requestMissing(s, s.count, true, now);
             s.nackedUpTo = s.count;
             ++s.rounds;
         }
     }
     publishReady(now);
-    timer_.expires_after(kTick);
-    timer_.async_wait([this](const asio::error_code& e) {
-        if (!e && socket_.is_open()) tick();
-    });
 }
 
 }  // namespace d3sdk

@@ -3,12 +3,17 @@
 // asks for missing datagrams with bounded retries, and publishes complete
 // frames to the FrameExchange from its own thread. Frames that cannot be
 // completed in time are dropped and counted, never published in part.
+//
+// A frame is over a thousand datagrams, and waking the thread costs far more
+// than taking a datagram, so while a frame streams in the thread sleeps
+// between batches instead of waking on each arrival: about until the frame
+// should be whole, no longer than a few milliseconds, and never so long that
+// the socket buffer could fill at the rate the frame arrives.
 #pragma once
 
 #include <netinet/in.h>
 #include <sys/socket.h>
 
-#include <asio.hpp>
 #include <chrono>
 #include <cstdint>
 #include <memory>
@@ -46,6 +51,9 @@ public:
     static constexpr std::chrono::milliseconds kMaxHold{150};
     // Only stale datagrams for this long: forget the horizon.
     static constexpr std::chrono::milliseconds kStaleReset{1000};
+    // Sleep between batches of a frame that is streaming in.
+    static constexpr std::chrono::microseconds kGatherMin{300};
+    static constexpr std::chrono::microseconds kGatherMax{4000};
 
 private:
     using Clock = std::chrono::steady_clock;
@@ -62,14 +70,27 @@ private:
         uint32_t highest = 0;     // one past the highest packet id seen
         uint32_t nackedUpTo = 0;  // missing packets below this were asked for
         int rounds = 0;
+        // Requests are numbered; the newest answer so far (request, packet)
+        // shows which asked packets the camera has passed over: lost again.
+        uint32_t requests = 0;
+        uint32_t answeredRequest = 0, answeredPacket = 0;
+        bool answerNews = false;  // a newer answer came since the last look
         Clock::time_point first, lastData, lastRequest;
-        std::unique_ptr<uint8_t[]> data;  // maxFrameBytes
-        std::vector<uint8_t> have;        // per packet: arrived
-        std::vector<uint8_t> asked;       // per packet: asked for at least once
+        PayloadBuffer data;             // maxFrameBytes; handed to the frame it becomes
+        std::vector<uint8_t> have;      // per packet: arrived
+        std::vector<uint32_t> askedIn;  // per packet: the request that last asked for it, 0 none
+        std::vector<uint8_t> asks;      // per packet: times asked for, at most kMaxRounds + 1
     };
 
     bool sayHello(uint32_t token, std::chrono::milliseconds timeout);
-    void waitReadable();
+    // The receive thread: waits for datagrams (or sleeps while a frame
+    // gathers), takes them, and runs the retry rules every kTick while
+    // frames are in flight, until close().
+    void run();
+    // How long to let the datagrams of the frame in flight gather before
+    // the next look; zero when no frame is streaming in.
+    std::chrono::microseconds gatherWait(Clock::time_point now) const;
+    bool anyActive() const;
     // Takes every datagram waiting; returns how many there were.
     size_t drain();
     void onDatagram(const uint8_t* data, size_t size, const sockaddr_in& from, Clock::time_point now);
@@ -80,21 +101,24 @@ private:
     void publish(Slot& s);
     // Frees the slot; `givenUp`: it was incomplete.
     void release(Slot& s, bool givenUp);
-    // Asks for the missing packets in [from, to) of `s`.
-    void requestMissing(Slot& s, uint32_t from, uint32_t to, Clock::time_point now);
+    // Asks for the missing packets of `s` below `to`: with `all` every one,
+    // otherwise those never asked for and those asked for that the camera's
+    // answers passed over.
+    void requestMissing(Slot& s, uint32_t to, bool all, Clock::time_point now);
     void afterBatch(Clock::time_point now);
-    void tick();
+    void tick(Clock::time_point now);
 
     FrameExchange& exchange_;
     FrameUnpacker unpacker_;
     const d3proto::ImageInfo image_;
     const size_t maxFrameBytes_;
-    asio::io_context io_;
-    asio::ip::udp::socket socket_;
-    asio::steady_timer timer_;
-    asio::steady_timer coalesce_;
+    int fd_ = -1;
+    int wakeFd_ = -1;  // written by close() to end the thread's wait
     std::thread thread_;
     sockaddr_in camera_{};  // the camera's stream port: resend requests go there
+    // Datagrams the socket buffer the system granted holds, at the most.
+    size_t bufferDatagrams_ = 0;
+    Clock::time_point nextTick_;
 
     Slot slots_[kSlots];
     bool haveHorizon_ = false;

@@ -136,3 +136,23 @@ TEST_F(FrameContent, LongerExposureGivesMoreAmplitude) {
     EXPECT_GT(low, 0.0f);
     EXPECT_GT(high, 2.5f * low);  // amplitude grows with exposure
 }
+
+// The timing extension names the frame the calling thread was handed last,
+// ready before the call returned; a thread that read nothing has none.
+TEST_F(FrameContent, LastFrameTimingIsTheCallingThreadsLastFrame) {
+    d3sdk::FrameTiming t;
+    DataContainer<uint16_t> depth;
+    ASSERT_EQ(dm.GetTofData(&depth, nullptr, nullptr, nullptr), SUCCESS);
+    const auto returned = std::chrono::steady_clock::now();
+    ASSERT_TRUE(d3sdk::GetLastFrameTiming(t));
+    EXPECT_LE(t.ready, returned);
+    const d3sdk::FrameTiming first = t;
+    std::thread([] {
+        d3sdk::FrameTiming other;
+        EXPECT_FALSE(d3sdk::GetLastFrameTiming(other));
+    }).join();
+    ASSERT_EQ(dm.GetTofData(&depth, nullptr, nullptr, nullptr), SUCCESS);
+    ASSERT_TRUE(d3sdk::GetLastFrameTiming(t));
+    EXPECT_GT(t.frameId, first.frameId);
+    EXPECT_GT(t.ready, first.ready);
+}

@@ -3,6 +3,7 @@
 #include <turbojpeg.h>
 
 #include <atomic>
+#include <algorithm>
 #include <chrono>
 #include <thread>
 #include <vector>
@@ -85,6 +86,35 @@ TEST(FrameUnpacker, RejectsTruncatedFramesAndColourOfTheWrongSize) {
     // The header promises a size the JPEG does not have.
     const auto lying = framePayload(3, jpeg, 16, 32);
     EXPECT_FALSE(unpacker.unpack(lying.data(), lying.size(), f));
+}
+
+// Receivers hand the payload over as it came: 16-bit sections are read in
+// place, except one at an odd offset (an image with an odd pixel count puts
+// amplitude there), which must still come out right.
+TEST(FrameUnpacker, ReadsSectionsInPlaceAndMisalignedOnesThroughACopy) {
+    d3sdk::FrameUnpacker unpacker;
+    d3sdk::Frame f;
+    const auto even = framePayload(5);
+    f.payload.reserve(even.size());
+    std::copy(even.begin(), even.end(), f.payload.data());
+    ASSERT_TRUE(unpacker.unpackInPlace(even.size(), f));
+    EXPECT_EQ(static_cast<const void*>(f.depth.data()), f.payload.data() + d3proto::kFrameHeaderSize);
+    EXPECT_EQ(f.depth.data()[9], 1000 + 257 * 9);
+    EXPECT_FALSE(unpacker.unpackInPlace(f.payload.capacity() + 1, f));
+
+    d3proto::FrameHeader h;
+    h.tofWidth = 3;
+    h.tofHeight = 3;
+    const std::vector<uint16_t> depth{1, 2, 3, 4, 5, 6, 7, 8, 0x1234};
+    const std::vector<uint16_t> amplitude{9, 8, 7, 6, 5, 4, 3, 2, 0xabcd};
+    const std::vector<uint8_t> ir(9, 77);
+    std::vector<uint8_t> odd;
+    d3proto::encodeFrame(h, depth.data(), ir.data(), amplitude.data(), nullptr, odd);
+    ASSERT_TRUE(unpacker.unpack(odd.data(), odd.size(), f));
+    EXPECT_EQ(std::vector<uint16_t>(f.depth.data(), f.depth.data() + 9), depth);
+    EXPECT_EQ(std::vector<uint16_t>(f.amplitude.data(), f.amplitude.data() + 9), amplitude);
+    EXPECT_EQ(f.amplitude.cols(), 3u);
+    EXPECT_EQ(f.ir.data()[8], 77);
 }
 
 TEST(FrameExchange, DeliversEachFrameOnceAndOnlyTheNewest) {

@@ -3,6 +3,7 @@
 // interface should not depend on them.
 #pragma once
 
+#include <chrono>
 #include <cstdint>
 #include <functional>
 #include <string>
@@ -46,6 +47,16 @@ struct StreamStats {
 
 D3_SDK_API ReturnCode GetStreamStats(StreamStats& out);
 D3_SDK_API void ResetStreamStats();
+
+// The frame the last successful frame call on the calling thread handed out:
+// its id and when the SDK had it whole and ready (receive, unpack and JPEG
+// decode done), on the steady clock. For measuring how long a frame takes
+// from the SDK to the screen. False before any frame call on this thread.
+struct FrameTiming {
+    uint32_t frameId = 0;
+    std::chrono::steady_clock::time_point ready;
+};
+D3_SDK_API bool GetLastFrameTiming(FrameTiming& out);
 
 // Identity of the open camera as it reported itself.
 struct DeviceDetails {
