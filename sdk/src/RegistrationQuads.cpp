@@ -248,8 +248,8 @@ void Registration::fillRow(unsigned v, uint16_t* out, bool trackSource) {
                 const u64x2 any = u64x2(wins);
                 if (!(any[0] | any[1])) continue;
                 // Each 16-bit lane mask doubled is the 32-bit mask of its lane.
-                const u32x4 lo = u32x4(__builtin_shuffle(wins, i16x8{0, 0, 1, 1, 2, 2, 3, 3}));
-                const u32x4 hi = u32x4(__builtin_shuffle(wins, i16x8{4, 4, 5, 5, 6, 6, 7, 7}));
+                const u32x4 lo = u32x4(__builtin_shufflevector(wins, wins, 0, 0, 1, 1, 2, 2, 3, 3));
+                const u32x4 hi = u32x4(__builtin_shufflevector(wins, wins, 4, 4, 5, 5, 6, 6, 7, 7));
                 store(from, lo ? iv : load<u32x4>(from));
                 store(from + 4, hi ? iv : load<u32x4>(from + 4));
             }
