@@ -11,6 +11,7 @@
 #include <vector>
 
 #include "d3_protocol/Commands.h"
+#include "d3_protocol/Firmware.h"
 #include "d3_protocol/Frame.h"
 #include "d3_protocol/Message.h"
 #include "d3_protocol/Payloads.h"
@@ -183,6 +184,19 @@ void discovery() {
     write(t, "answer", message(MessageType::Reply, Command::Discover, 1, 2, d3proto::toJson(device())));
 }
 
+void firmwareImages() {
+    const std::string t = "firmware_image";
+    Bytes image;
+    std::string error;
+    // Small payloads keep the fuzzer fast; the header is what has most rules.
+    if (d3proto::makeFirmwareImage("1.5.0", '3', 96, image, error)) write(t, "model3_1.5.0", image);
+    if (d3proto::makeFirmwareImage("2.0.0-rc1+build.7", '0', 1, image, error)) write(t, "model0_one_byte", image);
+    Bytes chunk;
+    const uint8_t bytes[] = {0x44, 0x33, 0x46, 0x57, 1, 0, 64, 0};
+    d3proto::encodeFirmwareChunk(4096, bytes, sizeof bytes, chunk);
+    write(t, "chunk", chunk);
+}
+
 }  // namespace
 
 int main(int argc, char** argv) {
@@ -196,5 +210,6 @@ int main(int argc, char** argv) {
     framePayloads();
     udpDatagrams();
     discovery();
+    firmwareImages();
     return 0;
 }

@@ -106,6 +106,12 @@ TEST_F(FirmwareToolTest, EveryFailureHasItsExitCodeAndReasonAndNoMarker) {
     const std::string good = imageFile("fw.bin", "1.6.0", '3');
     const std::string otherModel = imageFile("model1.bin", "1.6.0", '1');
     const std::string damaged = imageFile("damaged.bin", "1.6.0", '3', 300000, [](auto& i) { i[9000] ^= 4; });
+    const std::string cutShort = imageFile("cut.bin", "1.6.0", '3', 300000, [](auto& i) { i.resize(200000); });
+    const std::string headerOnly = imageFile("header.bin", "1.6.0", '3', 300000, [](auto& i) { i.resize(40); });
+    const std::string empty = imageFile("empty.bin", "1.6.0", '3', 300000, [](auto& i) { i.clear(); });
+    // One byte over the largest image: refused before it is read whole.
+    const std::string oversized = imageFile("huge.bin", "1.6.0", '3', d3proto::kMaxFirmwarePayload,
+                                            [](auto& i) { i.push_back(0); });
     d3sim::ServerConfig slowCfg;
     slowCfg.address = "127.0.113.20";
     slowCfg.discoveryPort = kDiscoveryPort;
@@ -129,6 +135,10 @@ TEST_F(FirmwareToolTest, EveryFailureHasItsExitCodeAndReasonAndNoMarker) {
     const std::vector<Case> cases = {
         {"unreadable file", {}, (*folder / "missing.bin").string(), dev, {}, 3, "cannot read the image file", false},
         {"damaged file", {}, damaged, dev, {}, 4, "is not a valid firmware image: the payload is damaged", false},
+        {"file cut short", {}, cutShort, dev, {}, 4, "truncated: 199936 of the 300000 payload bytes", false},
+        {"file shorter than a header", {}, headerOnly, dev, {}, 4, "truncated: 40 bytes", false},
+        {"empty file", {}, empty, dev, {}, 4, "truncated: 0 bytes", false},
+        {"oversized file", {}, oversized, dev, {}, 4, "is larger than any firmware image", false},
         {"wrong access word", {}, good, dev, {"-p", "guess"}, 6, "refused the access word", true},
         {"camera not found",
          {},
