@@ -1,4 +1,4 @@
-#include "sessionrules.h"
+#include "cameramodel.h"
 
 namespace {
 constexpr std::size_t kModelDigitIndex = 8;

@@ -3,7 +3,7 @@
 #include <chrono>
 #include <iostream>
 
-#include "sessionrules.h"
+#include "cameramodel.h"
 
 namespace {
 

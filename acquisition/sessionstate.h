@@ -9,7 +9,7 @@
 #include <QStringList>
 #include <optional>
 
-#include "sessionrules.h"
+#include "cameramodel.h"
 
 enum class SessionState {
     Idle,        // nothing found, or the session ended

@@ -9,7 +9,7 @@
 #include <functional>
 
 #include "camerascript.h"
-#include "frameratelimits.h"
+#include "exposurelimits.h"
 #include "panelconfig.h"
 #include "sessionstate.h"
 

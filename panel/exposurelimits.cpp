@@ -1,4 +1,4 @@
-#include "frameratelimits.h"
+#include "exposurelimits.h"
 
 void fillFrameRateLimits(FrameRateLimits& map) {
     static const int kRgbMax[] = {10000, 5000, 4000, 3000, 2500, 2200, 1900, 1600, 1300, 1250,

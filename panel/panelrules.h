@@ -4,7 +4,7 @@
 
 #include <QString>
 
-#include "frameratelimits.h"
+#include "exposurelimits.h"
 
 namespace PanelRules {
 

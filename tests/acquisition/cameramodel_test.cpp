@@ -1,6 +1,6 @@
 // The window-free session rules: the model a serial number names and the
 // address shown for a device-list entry.
-#include "sessionrules.h"
+#include "cameramodel.h"
 
 #include <gtest/gtest.h>
 

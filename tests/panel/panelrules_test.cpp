@@ -7,7 +7,7 @@
 #include <climits>
 #include <limits>
 
-#include "frameratelimits.h"
+#include "exposurelimits.h"
 
 namespace {
 
