@@ -8,7 +8,7 @@
 #include "graphicsview.h"
 #include "logline.h"
 #include "ui_panearea.h"
-#include "viewlayout.h"
+#include "panegrid.h"
 
 namespace {
 constexpr int kPaneCount = 4;

@@ -28,7 +28,7 @@
 #include "slidereditor.h"
 #include "tcporudp.h"
 #include "testsupport.h"
-#include "viewlayout.h"
+#include "panegrid.h"
 #include "widget.h"
 
 namespace {

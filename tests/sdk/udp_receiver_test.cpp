@@ -20,6 +20,7 @@
 #include "d3_protocol/Frame.h"
 #include "d3_protocol/Message.h"
 #include "d3_protocol/Udp.h"
+#include "waituntil.h"
 
 namespace {
 
@@ -143,9 +144,8 @@ struct Link {
     // just after a frame is handed over).
     template <class Done>
     bool statsReach(Done done) {
-        for (auto end = Clock::now() + kPatience; Clock::now() < end; std::this_thread::sleep_for(1ms))
-            if (done(receiver.stats())) return true;
-        return false;
+        return d3test::waitUntil([&] { return done(receiver.stats()); },
+                                 std::chrono::duration_cast<std::chrono::milliseconds>(kPatience));
     }
     // Waits until the receiver has taken `n` data datagrams into frames.
     bool received(uint64_t n) {

@@ -1,4 +1,4 @@
-#include "viewlayout.h"
+#include "panegrid.h"
 
 std::optional<GridStretch> proportionFor(bool ir, bool cp, bool dep) {
     if (ir && cp && dep) return GridStretch{1, 1, 1, 1};

@@ -1,5 +1,5 @@
 // Arithmetic of the four-pane grid.
-#include "viewlayout.h"
+#include "panegrid.h"
 
 #include <gtest/gtest.h>
 
