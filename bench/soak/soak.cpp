@@ -26,6 +26,7 @@
 #include <QJsonObject>
 #include <QPushButton>
 #include <QTemporaryDir>
+#include <QTextBrowser>
 #include <QTest>
 #include <algorithm>
 #include <csignal>
@@ -38,6 +39,7 @@
 #include "FaultControl.h"
 #include "SimulatedCameras.h"
 #include "camerasession.h"
+#include "debug.h"
 #include "framedisplay.h"
 #include "procstats.h"
 #include "promptrecorder.h"
@@ -199,15 +201,22 @@ private:
     // start.
     bool startStreaming(bool tcp) {
         auto* disconnect = window_->findChild<QPushButton*>("pushButton_6");
+        auto* search = window_->findChild<QPushButton*>("pushButton");
         if (session().status().connected()) {
             disconnect->click();
-            if (!waitFor([&] { return !session().busy() && !session().status().connected(); }, kStartMs))
+            // The buttons follow the session's state through the event loop:
+            // a click before they do would be lost, as a user's would.
+            if (!waitFor([&] { return !session().busy() && !session().status().connected() && search->isEnabled(); },
+                         kStartMs))
                 return retry("the session did not end");
         }
         session().setTransport(tcp);
         auto* combo = window_->findChild<QComboBox*>("comboBox");
-        window_->findChild<QPushButton*>("pushButton")->click();
-        if (!waitFor([&] { return !session().busy() && combo->count() >= 2; }, kStartMs))
+        const unsigned searches = session().requestCount();
+        search->click();
+        // The list of the last search stays until this one has run.
+        if (!waitFor([&] { return session().requestCount() > searches && !session().busy() && combo->count() >= 2; },
+                     kStartMs))
             return retry("a search did not find both cameras");
         // The colour camera: model digit 3 at index 8 of its serial.
         for (int i = 0; i < combo->count(); ++i)
@@ -218,7 +227,9 @@ private:
         if (!waitFor([&] { return !session().busy() && start->isEnabled(); }, kStartMs))
             return retry("the start button did not come back");
         const unsigned before = painted();
+        const unsigned requests = session().requestCount();
         start->click();
+        if (session().requestCount() == requests) return retry("the start button took no click");
         if (!waitFor([&] { return streaming() && painted() >= before + kFramesAgain; }, kStartMs))
             return retry(streaming() ? "streaming, but no frames painted" : "the camera did not start");
         return true;
@@ -265,8 +276,18 @@ private:
     // fault the viewer did not recover from.
     bool retry(const char* why) {
         std::fprintf(stderr, "soak: %s; starting again\n", why);
+        printLastLogLines();
         ++startRetries_;
         return false;
+    }
+
+    // What the viewer's log window said last, to tell why a start failed.
+    void printLastLogLines() {
+        auto* browser = window_->debugWindow()->findChild<QTextBrowser*>("textBrowser");
+        if (!browser) return;
+        const QStringList lines = browser->toPlainText().split('\n', Qt::SkipEmptyParts);
+        for (int i = std::max(0, int(lines.size()) - 30); i < lines.size(); ++i)
+            std::fprintf(stderr, "  log: %s\n", qPrintable(lines[i]));
     }
 
     bool fail(const char* why) {
@@ -370,7 +391,7 @@ bool parse(int argc, char** argv, Options& o) {
 
 // The session's debug lines would drown the soak's own report.
 void quietDebug(QtMsgType type, const QMessageLogContext&, const QString& text) {
-    if (type == QtDebugMsg || type == QtInfoMsg) return;
+    if ((type == QtDebugMsg || type == QtInfoMsg) && !std::getenv("SOAK_DEBUG")) return;
     std::fprintf(stderr, "%s\n", qPrintable(text));
 }
 
