@@ -26,6 +26,7 @@
 #include <QComboBox>
 #include <QElapsedTimer>
 #include <QPushButton>
+#include <QScreen>
 #include <QTest>
 #include <algorithm>
 #include <atomic>
@@ -149,6 +150,10 @@ public:
         ok_ = bench::waitFor([&] { return window_->frameDisplay().paintedFrames(1) > 10; }, 20000);
     }
     ~StreamingWindow() {
+        // D3_SCREENSHOT=FILE keeps what the screen shows at the end of the
+        // run, to compare the look of two builds.
+        if (const char* shot = std::getenv("D3_SCREENSHOT"))
+            window_->screen()->grabWindow(0).save(QString::fromLocal8Bit(shot));
         window_->findChild<QPushButton*>("pushButton_6")->click();
         bench::waitFor([&] { return !window_->session().busy(); }, 10000);
         window_.reset();
