@@ -7,6 +7,7 @@
 #include "depthhistogram.h"
 #include "graphicsview.h"
 #include "logline.h"
+#include "readoutlabel.h"
 #include "ui_panearea.h"
 #include "viewlayout.h"
 
@@ -71,6 +72,11 @@ void PaneArea::setPaneCheckBoxes(const std::array<QCheckBox*, 4>& boxes) {
 
 void PaneArea::retranslate() {
     ui->retranslateUi(this);
+    // The captions just set may be wider than the room the read-outs kept.
+    for (int x : {1, 2, 4}) {
+        valueLabel(x)->freeSize();
+        fpsLabel(x)->freeSize();
+    }
     histogram_->retranslate();
 }
 
@@ -79,7 +85,7 @@ GraphicsView* PaneArea::irView() const { return ui->graphicsViewIR; }
 GraphicsView* PaneArea::rgbView() const { return ui->graphicsViewRgb; }
 CloudPoint* PaneArea::cloudView() const { return ui->widgetCp; }
 
-QLabel* PaneArea::valueLabel(int pane) const {
+ReadoutLabel* PaneArea::valueLabel(int pane) const {
     switch (pane) {
         case 1:
             return ui->label_dep;
@@ -92,7 +98,7 @@ QLabel* PaneArea::valueLabel(int pane) const {
     }
 }
 
-QLabel* PaneArea::fpsLabel(int pane) const {
+ReadoutLabel* PaneArea::fpsLabel(int pane) const {
     switch (pane) {
         case 1:
             return ui->label_dep_fps;
