@@ -101,6 +101,8 @@ FrameDisplay::FrameDisplay(PaneArea& panes, Acquisition& acquisition, ImageConve
       state_(std::make_unique<Panes>()),
       histogram_(panes.depthHistogram()) {
     panes_.cloudView()->configurePoints(false, 640 * 480, 640, 480);
+    // One item per scene: an index would only be kept up to date for nothing.
+    for (QGraphicsScene* scene : {sceneIR_, sceneRgb_, sceneDep_}) scene->setItemIndexMethod(QGraphicsScene::NoIndex);
     panes_.irView()->setScene(sceneIR_);
     panes_.rgbView()->setScene(sceneRgb_);
     panes_.depthView()->setScene(sceneDep_);

@@ -30,6 +30,8 @@ GraphicsView::GraphicsView(QWidget* parent) : QGraphicsView(parent) {
     // Every item sets the pen, brush and font it draws with, so the scene
     // need not save and restore the painter around each (an allocation each).
     setOptimizationFlags(QGraphicsView::DontSavePainterState);
+    // A frame covers the view: repaint it whole rather than collect regions.
+    setViewportUpdateMode(QGraphicsView::FullViewportUpdate);
     setImageSize(QSize(640, 480));
     image_ = QImage(imageSize_, QImage::Format_RGB32);
     image_.fill(Qt::black);
