@@ -21,6 +21,8 @@ PaneArea::PaneArea(QWidget* parent) : QWidget(parent), ui(new Ui::PaneArea) {
     histogram_ = new DepthHistogramView(ui->widget_DEP);
     ui->verticalLayout_dep->addWidget(histogram_);
     histogram_->hide();
+    // The rates change every two seconds and sit right of a stretch.
+    for (int x : {1, 2, 4}) fpsLabel(x)->setKeepsRoom(false);
     const std::array<QPushButton*, kPaneCount> maxButtons{ui->pushButton_dep_max, ui->pushButton_ir_max,
                                                           ui->pushButton_cp_max, ui->pushButton_rgb_max};
     const std::array<QPushButton*, kPaneCount> closeButtons{ui->pushButton_dep_close, ui->pushButton_ir_close,

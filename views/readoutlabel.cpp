@@ -25,10 +25,15 @@ bool ReadoutLabel::fits(const QString& text) const {
 
 bool ReadoutLabel::setReadout(const QString& text) {
     if (text == this->text()) return false;
+    if (!keepsRoom_) {
+        setText(text);
+        return true;
+    }
     bool laidOut = false;
-    if (keepSizeWhenLaidOut_ && !hasFixedSize() && width() >= sizeHint().width()) {
+    if (keepSizeWhenLaidOut_ && !hasFixedSize() && isVisible() && width() >= sizeHint().width()) {
         // The layout has given the last wide text its room: keep that room.
-        // The geometry stays as it is, so this layout pass moves nothing.
+        // The geometry stays as it is, so this layout pass moves nothing. A
+        // hidden label still has the size it was made with, not a laid-out one.
         keepSizeWhenLaidOut_ = false;
         keptEstimate_ = std::max(keptEstimate_, estimatedWidth(this->text()));
         setFixedSize(size());
@@ -43,6 +48,11 @@ bool ReadoutLabel::setReadout(const QString& text) {
     setText(text);
     keepSizeWhenLaidOut_ = true;
     return true;
+}
+
+void ReadoutLabel::setKeepsRoom(bool on) {
+    keepsRoom_ = on;
+    if (!on) freeSize();
 }
 
 void ReadoutLabel::freeSize() {

@@ -5,8 +5,8 @@
 // was most of the viewer's painting work. This one keeps the room it has once
 // had (a fixed size skips the layout), grows it only when a text is wider,
 // and paints its own background in its parent's colour so it repaints alone.
-// Align the text towards the side the label is pinned to (right for a label
-// after a stretch), so a shorter text stays where a fitted label would put it.
+// The kept room is for labels left of a stretch, whose text starts where a
+// fitted label's would; a label that changes seldom can do without it.
 #pragma once
 
 #include <QLabel>
@@ -24,6 +24,10 @@ public:
     // it (from per-character advances).
     bool fits(const QString& text) const;
 
+    // Off: every text change is laid out as a QLabel's is (for a label
+    // whose text changes seldom, or that is not pinned to its left edge).
+    void setKeepsRoom(bool on);
+
     // Lets the layout size the label again, for texts set with setText
     // (the form's captions when the language changes).
     void freeSize();
@@ -35,6 +39,7 @@ protected:
 private:
     int estimatedWidth(const QString& text) const;
 
+    bool keepsRoom_ = true;
     bool keepSizeWhenLaidOut_ = false;
     int keptEstimate_ = 0;  // of the widest text the kept room was laid out for
 };

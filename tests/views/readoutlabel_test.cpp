@@ -94,6 +94,34 @@ TEST_F(ReadoutLabelTest, AWiderTextGetsTheRoomItNeeds) {
     EXPECT_EQ(requests.count, 0);
 }
 
+TEST_F(ReadoutLabelTest, AHiddenLabelKeepsNoRoom) {
+    // Hidden, it has the size it was made with, which no layout gave it.
+    pane->hide();
+    label->setReadout(QStringLiteral("0fps"));
+    settle();
+    label->setReadout(QStringLiteral("1fps"));
+    settle();
+    EXPECT_FALSE(label->hasFixedSize());
+    pane->show();
+    settle();
+    label->setReadout(QStringLiteral("20fps"));
+    settle();
+    label->setReadout(QStringLiteral("9fps"));
+    EXPECT_TRUE(label->hasFixedSize());
+}
+
+TEST_F(ReadoutLabelTest, ALabelThatKeepsNoRoomFollowsItsText) {
+    keepRoomFor(QStringLiteral("20fps"));
+    label->setKeepsRoom(false);
+    EXPECT_FALSE(label->hasFixedSize());
+    for (const char* text : {"9fps", "25fps", "0fps"}) {
+        EXPECT_TRUE(label->setReadout(QString::fromLatin1(text)));
+        settle();
+        EXPECT_FALSE(label->hasFixedSize());
+        EXPECT_EQ(label->width(), label->sizeHint().width()) << text;
+    }
+}
+
 TEST_F(ReadoutLabelTest, FreedLabelIsSizedByTheLayoutAgain) {
     keepRoomFor(QStringLiteral("10"));
     label->setText(QStringLiteral("a caption wider than any value"));
