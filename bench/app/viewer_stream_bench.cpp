@@ -15,7 +15,9 @@
 //   pane3d_w/h   size of the 3D pane, for the bare-VTK floor at that size
 // Run: xvfb-run -a build/bench/app/viewer_stream_bench (or
 // QT_QPA_PLATFORM=offscreen). D3_ALLOC_BACKTRACE=N samples the call stack of
-// every Nth allocation while measuring and prints them on stderr by count.
+// every Nth allocation while measuring and prints them on stderr by count;
+// D3_PAINT_COUNT=1 prints the paint, layout and update events per frame by
+// widget; D3_SCREENSHOT=FILE saves the screen at the end of a run.
 #include <benchmark/benchmark.h>
 #include <cxxabi.h>
 #include <dlfcn.h>
