@@ -16,6 +16,7 @@
 #include "logline.h"
 #include "panearea.h"
 #include "readout.h"
+#include "readoutlabel.h"
 #include "regiontext.h"
 
 namespace {
@@ -62,11 +63,11 @@ QPointF markerPosition(QSize image) {
     return QPointF((image.width() - 1) * n.x(), (image.height() - 1) * n.y());
 }
 
-void tickFps(PaneState& pane, QLabel* label) {
+void tickFps(PaneState& pane, ReadoutLabel* label) {
     if (pane.meter.tick(monotonicMicroseconds())) pane.fpsShown = fpsText(pane.meter.displayed());
     // The stop resets the label to "0fps"; it shows the rate again from the
     // next measured window.
-    if (!pane.fpsShown.isNull() && label->text() != pane.fpsShown) label->setText(pane.fpsShown);
+    if (!pane.fpsShown.isNull()) label->setReadout(pane.fpsShown);
 }
 
 QString rgbText(QRgb c) { return QStringLiteral("rgb(%1,%2,%3)").arg(qRed(c)).arg(qGreen(c)).arg(qBlue(c)); }
@@ -100,6 +101,8 @@ FrameDisplay::FrameDisplay(PaneArea& panes, Acquisition& acquisition, ImageConve
       state_(std::make_unique<Panes>()),
       histogram_(panes.depthHistogram()) {
     panes_.cloudView()->configurePoints(false, 640 * 480, 640, 480);
+    // One item per scene: an index would only be kept up to date for nothing.
+    for (QGraphicsScene* scene : {sceneIR_, sceneRgb_, sceneDep_}) scene->setItemIndexMethod(QGraphicsScene::NoIndex);
     panes_.irView()->setScene(sceneIR_);
     panes_.rgbView()->setScene(sceneRgb_);
     panes_.depthView()->setScene(sceneDep_);
@@ -159,7 +162,7 @@ void FrameDisplay::paintDepSlots() {
     const bool changed = !pane.haveValue || value != pane.value;
     item->setMarker(markerPosition(image.size()), Qt::white,
                     changed ? QString::number(int(value)) : item->markerText());
-    if (changed) panes_.valueLabel(1)->setText(QString::number(value, 'g', 6) + QStringLiteral("mm"));
+    if (changed) panes_.valueLabel(1)->setReadout(QString::number(value, 'g', 6) + QStringLiteral("mm"));
     pane.value = value;
     pane.haveValue = true;
     tickFps(pane, panes_.fpsLabel(1));
@@ -179,7 +182,7 @@ void FrameDisplay::paintIRSlots() {
     const double value = frames.irValues[px.y()][px.x()];
     const bool changed = !pane.haveValue || value != pane.value;
     item->setMarker(markerPosition(image.size()), Qt::red, changed ? QString::number(int(value)) : item->markerText());
-    if (changed) panes_.valueLabel(2)->setText(QString::number(value));
+    if (changed) panes_.valueLabel(2)->setReadout(QString::number(value));
     pane.value = value;
     pane.haveValue = true;
 
@@ -223,7 +226,7 @@ void FrameDisplay::paintRgbSlots() {
     const bool changed = !pane.haveValue || double(value) != pane.value;
     const QString text = changed ? rgbText(value) : item->markerText();
     item->setMarker(markerPosition(image.size()), Qt::red, text);
-    if (changed) panes_.valueLabel(4)->setText(text);
+    if (changed) panes_.valueLabel(4)->setReadout(text);
     pane.value = double(value);
     pane.haveValue = true;
     tickFps(pane, panes_.fpsLabel(4));
@@ -322,7 +325,7 @@ void FrameDisplay::applySessionEvent(SessionEvent event, const SessionStatus& st
             }
             break;
         case SessionEvent::Stopping:
-            for (int pane : {1, 2, 4}) panes_.fpsLabel(pane)->setText(QStringLiteral("0fps"));
+            for (int pane : {1, 2, 4}) panes_.fpsLabel(pane)->setReadout(QStringLiteral("0fps"));
             break;
         case SessionEvent::ClearScenes:
             clearRegion();

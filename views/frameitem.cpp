@@ -45,7 +45,12 @@ private:
     QFont font_{QStringLiteral("微软雅黑"), 9};
 };
 
-FrameItem::FrameItem(QGraphicsItem* parent) : QGraphicsObject(parent) { rects_.reserve(16); }
+FrameItem::FrameItem(QGraphicsItem* parent) : QGraphicsObject(parent) {
+    rects_.reserve(16);
+    regionPen_.setColor(kRegionColour);
+    regionPen_.setCosmetic(true);
+    regionPen_.setWidth(2);
+}
 
 void FrameItem::setRegion(const QRect& region, const QString& text) {
     if (!regionLabel_) regionLabel_ = new RegionLabel(this);
@@ -78,7 +83,7 @@ void FrameItem::setFrame(const QImage& frame) {
 
 void FrameItem::setMarker(QPointF pos, const QColor& colour, const QString& text) {
     marker_ = pos;
-    markerColour_ = colour;
+    if (markerPen_.color() != colour) markerPen_.setColor(colour);
     if (markerText_ != text) markerText_ = text;
 }
 
@@ -93,22 +98,19 @@ QRectF FrameItem::boundingRect() const {
 void FrameItem::paint(QPainter* painter, const QStyleOptionGraphicsItem*, QWidget*) {
     if (!frame_.isNull()) painter->drawImage(QPointF(0, 0), frame_);
     const QPointF& m = marker_;
-    painter->setPen(QPen(markerColour_));
+    painter->setPen(markerPen_);
     painter->drawLine(QPointF(m.x() - 7, m.y()), QPointF(m.x() + 7, m.y()));
     painter->drawLine(QPointF(m.x(), m.y() - 7), QPointF(m.x(), m.y() + 7));
     const QFontMetricsF metrics(painter->font());
     // Text items are placed by their top-left corner.
     painter->drawText(QPointF(m.x(), m.y() + metrics.ascent()), markerText_);
     if (hasRegion()) {
-        QPen pen(kRegionColour);
-        pen.setCosmetic(true);
-        pen.setWidth(2);
-        painter->setPen(pen);
+        painter->setPen(regionPen_);
         painter->setBrush(Qt::NoBrush);
         painter->drawRect(QRectF(region_.left(), region_.top(), region_.width(), region_.height()));
     }
     if (rects_.empty()) return;
-    painter->setPen(QPen(QColor(Qt::red)));
+    painter->setPen(rectPen_);
     for (const Rect& r : rects_) {
         const PalletArea& a = r.area;
         painter->drawLine(a.left, a.top, a.right, a.top);

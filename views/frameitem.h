@@ -7,6 +7,7 @@
 #include <QColor>
 #include <QGraphicsObject>
 #include <QImage>
+#include <QPen>
 #include <QString>
 #include <vector>
 
@@ -51,7 +52,10 @@ private:
     };
     QImage frame_;
     QPointF marker_;
-    QColor markerColour_ = Qt::red;
+    // Pens made once: a QPen built in paint() allocates on every frame.
+    QPen markerPen_{QColor(Qt::red)};
+    QPen regionPen_;
+    QPen rectPen_{QColor(Qt::red)};
     QString markerText_;
     std::vector<Rect> rects_;
     QRect region_;

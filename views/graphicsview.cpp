@@ -3,6 +3,7 @@
 #include <QDebug>
 #include <QKeyEvent>
 #include <QMouseEvent>
+#include <QPainter>
 #include <QRubberBand>
 #include <QScrollBar>
 #include <QWheelEvent>
@@ -22,6 +23,15 @@ GraphicsView::GraphicsView(QWidget* parent) : QGraphicsView(parent) {
     setHorizontalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
     setVerticalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
     setFocusPolicy(Qt::StrongFocus);
+    // The viewport paints every pixel itself (drawBackground), so a new frame
+    // repaints the viewport alone instead of the window, the pane and the
+    // style sheet's background under it first.
+    viewport()->setAttribute(Qt::WA_OpaquePaintEvent);
+    // Every item sets the pen, brush and font it draws with, so the scene
+    // need not save and restore the painter around each (an allocation each).
+    setOptimizationFlags(QGraphicsView::DontSavePainterState);
+    // A frame covers the view: repaint it whole rather than collect regions.
+    setViewportUpdateMode(QGraphicsView::FullViewportUpdate);
     setImageSize(QSize(640, 480));
     image_ = QImage(imageSize_, QImage::Format_RGB32);
     image_.fill(Qt::black);
@@ -120,6 +130,11 @@ void GraphicsView::keyPressEvent(QKeyEvent* event) {
         return;
     }
     QGraphicsView::keyPressEvent(event);
+}
+
+void GraphicsView::drawBackground(QPainter* painter, const QRectF& rect) {
+    // The colour the style sheet gives the view's background.
+    painter->fillRect(rect, viewport()->palette().brush(viewport()->backgroundRole()));
 }
 
 void GraphicsView::resizeEvent(QResizeEvent* event) {

@@ -7,6 +7,7 @@
 #include "depthhistogram.h"
 #include "graphicsview.h"
 #include "logline.h"
+#include "readoutlabel.h"
 #include "ui_panearea.h"
 #include "panegrid.h"
 
@@ -20,6 +21,8 @@ PaneArea::PaneArea(QWidget* parent) : QWidget(parent), ui(new Ui::PaneArea) {
     histogram_ = new DepthHistogramView(ui->widget_DEP);
     ui->verticalLayout_dep->addWidget(histogram_);
     histogram_->hide();
+    // The rates change every two seconds and sit right of a stretch.
+    for (int x : {1, 2, 4}) fpsLabel(x)->setKeepsRoom(false);
     const std::array<QPushButton*, kPaneCount> maxButtons{ui->pushButton_dep_max, ui->pushButton_ir_max,
                                                           ui->pushButton_cp_max, ui->pushButton_rgb_max};
     const std::array<QPushButton*, kPaneCount> closeButtons{ui->pushButton_dep_close, ui->pushButton_ir_close,
@@ -71,6 +74,11 @@ void PaneArea::setPaneCheckBoxes(const std::array<QCheckBox*, 4>& boxes) {
 
 void PaneArea::retranslate() {
     ui->retranslateUi(this);
+    // The captions just set may be wider than the room the read-outs kept.
+    for (int x : {1, 2, 4}) {
+        valueLabel(x)->freeSize();
+        fpsLabel(x)->freeSize();
+    }
     histogram_->retranslate();
 }
 
@@ -79,7 +87,7 @@ GraphicsView* PaneArea::irView() const { return ui->graphicsViewIR; }
 GraphicsView* PaneArea::rgbView() const { return ui->graphicsViewRgb; }
 CloudPoint* PaneArea::cloudView() const { return ui->widgetCp; }
 
-QLabel* PaneArea::valueLabel(int pane) const {
+ReadoutLabel* PaneArea::valueLabel(int pane) const {
     switch (pane) {
         case 1:
             return ui->label_dep;
@@ -92,7 +100,7 @@ QLabel* PaneArea::valueLabel(int pane) const {
     }
 }
 
-QLabel* PaneArea::fpsLabel(int pane) const {
+ReadoutLabel* PaneArea::fpsLabel(int pane) const {
     switch (pane) {
         case 1:
             return ui->label_dep_fps;

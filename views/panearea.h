@@ -13,7 +13,7 @@ class CloudPoint;
 class DepthHistogramView;
 class GraphicsView;
 class QCheckBox;
-class QLabel;
+class ReadoutLabel;
 
 namespace Ui {
 class PaneArea;
@@ -36,8 +36,8 @@ public:
     CloudPoint* cloudView() const;
     // Under the depth picture; hidden until asked for.
     DepthHistogramView* depthHistogram() const { return histogram_; }
-    QLabel* valueLabel(int pane) const;  // read-out under the depth, IR or colour pane
-    QLabel* fpsLabel(int pane) const;
+    ReadoutLabel* valueLabel(int pane) const;  // read-out under the depth, IR or colour pane
+    ReadoutLabel* fpsLabel(int pane) const;
     QWidget* pane(int x) const;
     QCheckBox* paneCheckBox(int x) const;
     // Index 1..4 of the pane shown alone, 0 when none is maximised.

@@ -14,20 +14,31 @@
 //                showed: 50th and 95th percentile and the largest, in ms
 //   pane3d_w/h   size of the 3D pane, for the bare-VTK floor at that size
 // Run: xvfb-run -a build/bench/app/viewer_stream_bench (or
-// QT_QPA_PLATFORM=offscreen).
+// QT_QPA_PLATFORM=offscreen). D3_ALLOC_BACKTRACE=N samples the call stack of
+// every Nth allocation while measuring and prints them on stderr by count;
+// D3_PAINT_COUNT=1 prints the paint, layout and update events per frame by
+// widget; D3_SCREENSHOT=FILE saves the screen at the end of a run.
 #include <benchmark/benchmark.h>
+#include <cxxabi.h>
+#include <dlfcn.h>
+#include <execinfo.h>
 
 #include <QApplication>
 #include <QCheckBox>
 #include <QComboBox>
 #include <QElapsedTimer>
 #include <QPushButton>
+#include <QScreen>
 #include <QTest>
 #include <algorithm>
 #include <atomic>
 #include <chrono>
+#include <cstdio>
 #include <cstdlib>
+#include <map>
 #include <memory>
+#include <set>
+#include <string>
 #include <vector>
 
 #include "acquisition.h"
@@ -55,9 +66,39 @@ std::atomic<uint64_t> gAllocs{0};
 std::atomic<uint64_t> gGuiAllocs{0};
 thread_local bool tGuiThread = false;  // initial-exec TLS: no allocation on first use
 
+// Optional sampled call stacks of the allocations (D3_ALLOC_BACKTRACE=N:
+// every Nth allocation while measuring, printed by count when the program
+// ends). Stacks go into storage reserved up front; the unwinder's own
+// allocations are not sampled (re-entry guard).
+constexpr int kStackDepth = 28;
+constexpr int kMaxSamples = 40000;
+struct AllocSample {
+    int depth;
+    bool gui;
+    void* frames[kStackDepth];
+};
+AllocSample* gSamples = nullptr;
+std::atomic<int> gSampleCount{0};
+std::atomic<bool> gSampling{false};
+uint64_t gSampleEvery = 0;
+std::atomic<uint64_t> gSampleTick{0};
+thread_local bool tInSampler = false;
+
+void sampleAlloc() {
+    if (tInSampler || gSampleTick.fetch_add(1, std::memory_order_relaxed) % gSampleEvery != 0) return;
+    const int i = gSampleCount.fetch_add(1, std::memory_order_relaxed);
+    if (i >= kMaxSamples) return;
+    tInSampler = true;
+    AllocSample& s = gSamples[i];
+    s.gui = tGuiThread;
+    s.depth = backtrace(s.frames, kStackDepth);
+    tInSampler = false;
+}
+
 inline void countAlloc() {
     gAllocs.fetch_add(1, std::memory_order_relaxed);
     if (tGuiThread) gGuiAllocs.fetch_add(1, std::memory_order_relaxed);
+    if (gSampling.load(std::memory_order_relaxed)) sampleAlloc();
 }
 }  // namespace
 
@@ -99,11 +140,22 @@ public:
         failure_ = "the camera did not start streaming";
         if (!bench::waitFor([&] { return window_->session().status().state == SessionState::Streaming; }, 20000))
             return;
-        if (!with3d) window_->findChild<QCheckBox*>("checkBoxCp")->click();
+        if (!with3d) {
+            // The session reports streaming from its own thread, maybe before
+            // the window has shown the panes; untick the 3D box once it is ticked.
+            auto* cloudBox = window_->findChild<QCheckBox*>("checkBoxCp");
+            failure_ = "the 3D pane was not shown for the start";
+            if (!bench::waitFor([&] { return cloudBox->isChecked(); }, 10000)) return;
+            cloudBox->click();
+        }
         failure_ = "no frames were painted";
         ok_ = bench::waitFor([&] { return window_->frameDisplay().paintedFrames(1) > 10; }, 20000);
     }
     ~StreamingWindow() {
+        // D3_SCREENSHOT=FILE keeps what the screen shows at the end of the
+        // run, to compare the look of two builds.
+        if (const char* shot = std::getenv("D3_SCREENSHOT"))
+            window_->screen()->grabWindow(0).save(QString::fromLocal8Bit(shot));
         window_->findChild<QPushButton*>("pushButton_6")->click();
         bench::waitFor([&] { return !window_->session().busy(); }, 10000);
         window_.reset();
@@ -177,6 +229,92 @@ private:
     std::vector<double> samples_;
 };
 
+std::string symbolName(void* address) {
+    Dl_info info{};
+    if (!dladdr(address, &info) || !info.dli_sname) {
+        char text[64];
+        std::snprintf(text, sizeof text, "%p", address);
+        return (info.dli_fname ? std::string(info.dli_fname) + " " : std::string()) + text;
+    }
+    int status = 0;
+    char* demangled = abi::__cxa_demangle(info.dli_sname, nullptr, nullptr, &status);
+    std::string name = status == 0 && demangled ? demangled : info.dli_sname;
+    std::free(demangled);
+    return name;
+}
+
+// Prints the sampled stacks, most frequent first, and the functions found in
+// the most samples; counts are scaled back to allocations per frame.
+void printAllocSamples(double frames) {
+    const int n = std::min(gSampleCount.load(), kMaxSamples);
+    if (n == 0 || frames <= 0) return;
+    constexpr int kSkip = 3;  // sampleAlloc, countAlloc, the allocation function
+    std::map<std::pair<bool, std::vector<void*>>, int> stacks;
+    std::map<std::string, int> inclusive;
+    for (int i = 0; i < n; ++i) {
+        const AllocSample& s = gSamples[i];
+        std::vector<void*> frames(s.frames + std::min(kSkip, s.depth), s.frames + s.depth);
+        ++stacks[{s.gui, frames}];
+        std::set<std::string> seen;
+        for (void* f : frames) {
+            std::string name = symbolName(f);
+            if (seen.insert(name).second) ++inclusive[name];
+        }
+    }
+    const double scale = double(gSampleEvery) / frames;
+    std::vector<std::pair<int, const std::pair<const std::pair<bool, std::vector<void*>>, int>*>> sorted;
+    for (const auto& entry : stacks) sorted.push_back({entry.second, &entry});
+    std::sort(sorted.begin(), sorted.end(), [](const auto& a, const auto& b) { return a.first > b.first; });
+    std::fprintf(stderr, "allocation samples: %d, 1 in %llu, over %.0f frames\n", n,
+                 static_cast<unsigned long long>(gSampleEvery), frames);
+    for (size_t i = 0; i < std::min<size_t>(sorted.size(), 40); ++i) {
+        const auto& [key, count] = *sorted[i].second;
+        std::fprintf(stderr, "\n%.2f allocs/frame (%s)\n", count * scale, key.first ? "GUI" : "other");
+        for (size_t f = 0; f < std::min<size_t>(key.second.size(), 18); ++f)
+            std::fprintf(stderr, "    %s\n", symbolName(key.second[f]).c_str());
+    }
+    std::vector<std::pair<int, std::string>> functions;
+    for (const auto& [name, count] : inclusive) functions.push_back({count, name});
+    std::sort(functions.rbegin(), functions.rend());
+    std::fprintf(stderr, "\nfunctions by allocations/frame beneath them:\n");
+    for (size_t i = 0; i < std::min<size_t>(functions.size(), 80); ++i)
+        std::fprintf(stderr, "%8.2f  %s\n", functions[i].first * scale, functions[i].second.substr(0, 160).c_str());
+}
+
+// Optional count of the paint and layout events each widget gets while
+// measuring (D3_PAINT_COUNT=1), printed per frame: which widgets repaint.
+class PaintCounter : public QObject {
+public:
+    void start() {
+        counts_.clear();
+        qApp->installEventFilter(this);
+    }
+    void print(double frames) {
+        qApp->removeEventFilter(this);
+        std::vector<std::pair<int, std::string>> sorted;
+        for (const auto& [name, count] : counts_) sorted.push_back({count, name});
+        std::sort(sorted.rbegin(), sorted.rend());
+        std::fprintf(stderr, "events per frame, by widget:\n");
+        for (const auto& [count, name] : sorted) std::fprintf(stderr, "%8.2f  %s\n", count / frames, name.c_str());
+    }
+
+protected:
+    bool eventFilter(QObject* watched, QEvent* event) override {
+        const char* kind = event->type() == QEvent::Paint           ? "paint"
+                           : event->type() == QEvent::LayoutRequest ? "layout"
+                           : event->type() == QEvent::UpdateRequest ? "update"
+                                                                    : nullptr;
+        if (kind && watched->isWidgetType())
+            ++counts_[std::string(kind) + " " + watched->metaObject()->className() + " " +
+                      watched->objectName().toStdString() + " <- " +
+                      (watched->parent() ? watched->parent()->objectName().toStdString() : std::string())];
+        return false;
+    }
+
+private:
+    std::map<std::string, int> counts_;
+};
+
 unsigned framesRead(Widget& w) {
     return w.acquisition().frameReads(Acquisition::RgbTofRead) + w.acquisition().frameReads(Acquisition::TofRead);
 }
@@ -197,7 +335,12 @@ void BM_ViewerStreaming(benchmark::State& state) {
         const double cpu0 = bench::processCpuSeconds();
         QElapsedTimer wall;
         wall.start();
+        if (gSamples) gSampling = true;
+        PaintCounter paints;
+        const bool countPaints = std::getenv("D3_PAINT_COUNT") != nullptr;
+        if (countPaints) paints.start();
         QTest::qWait(6000);
+        gSampling = false;
         const double seconds = wall.nsecsElapsed() / 1e9;
         const double cpu = bench::processCpuSeconds() - cpu0;
         const double frames = std::max(1u, framesRead(w) - read0);
@@ -217,6 +360,11 @@ void BM_ViewerStreaming(benchmark::State& state) {
         state.counters["latency_p95_ms"] = latency.percentile(95);
         state.counters["latency_max_ms"] = latency.percentile(100);
         state.counters["latency_frames"] = double(latency.count());
+        if (countPaints) paints.print(frames);
+        if (gSamples) {
+            printAllocSamples(frames);
+            gSampleCount = 0;
+        }
     }
 }
 BENCHMARK(BM_ViewerStreaming)
@@ -233,6 +381,12 @@ int main(int argc, char** argv) {
     // The camera first, in its own process, before any thread exists here.
     bench::ForkedCamera camera(kAddress, kDiscoveryPort, '3');
     tGuiThread = true;
+    if (const char* every = std::getenv("D3_ALLOC_BACKTRACE")) {
+        gSampleEvery = std::max(1ull, std::strtoull(every, nullptr, 10));
+        gSamples = new AllocSample[kMaxSamples];
+        void* warm[4];
+        backtrace(warm, 4);  // loads the unwinder before any sample is taken
+    }
     // The frames' ready time from the SDK itself, on the worker that read them.
     Acquisition::setFrameReadyClock([] {
         d3sdk::FrameTiming t;
