@@ -257,7 +257,8 @@ private:
         QTest::qWait(2000);
         const soak::ProcStats s = soak::ProcStats::now();
         samples_.push_back({cycle, tcp, s});
-        std::printf("  sample: rss %.1f MB, %d threads, %d descriptors\n", s.rssKb / 1024.0, s.threads, s.fds);
+        std::printf("  sample: rss %.1f MB (heap in use %.1f MB, held %.1f MB), %d threads, %d descriptors\n",
+                    s.rssKb / 1024.0, s.heapInUseKb / 1024.0, s.heapHeldKb / 1024.0, s.threads, s.fds);
         std::fflush(stdout);
     }
 
@@ -287,6 +288,8 @@ private:
             samples.append(QJsonObject{{"cycle", s.cycle},
                                        {"transport", s.tcp ? "tcp" : "udp"},
                                        {"rssKb", double(s.stats.rssKb)},
+                                       {"heapInUseKb", double(s.stats.heapInUseKb)},
+                                       {"heapHeldKb", double(s.stats.heapHeldKb)},
                                        {"threads", s.stats.threads},
                                        {"fds", s.stats.fds}});
         report["samples"] = samples;
