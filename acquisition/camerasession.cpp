@@ -4,6 +4,7 @@
 #include <iostream>
 
 #include "cameramodel.h"
+#include "heaptrim.h"
 
 namespace {
 
@@ -415,6 +416,7 @@ void CameraSession::disconnectJob() {
     state_.busy = false;
     state_.activity.clear();
     setState(SessionState::Idle);
+    releaseFreeHeap();
     DEBUG_LINE("camerasession", QStringLiteral("正常断开"));
 }
 
@@ -437,6 +439,7 @@ void CameraSession::changeDeviceJob() {
     state_.activity.clear();
     // The list is kept, so the newly chosen camera can start at once.
     setState(SessionState::Listed);
+    releaseFreeHeap();
 }
 
 void CameraSession::closeJob() {

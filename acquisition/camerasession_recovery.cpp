@@ -4,6 +4,7 @@
 #include <thread>
 
 #include "camerasession.h"
+#include "heaptrim.h"
 
 void CameraSession::onLinkCallback(const std::string& sn, const std::string& error) {
     // The SDK's thread: log, flip the workers' switch and hand over.
@@ -49,6 +50,7 @@ void CameraSession::recoveryPass(int i, unsigned generation) {
         state_.activity.clear();
         setState(SessionState::Streaming);
         acquisition_.setStreaming(true);
+        releaseFreeHeap();
         return;
     }
     log_(LOG_AS("reconnectLoop").text("reconnect " + QString::number(i) + " " + describe(ret)));

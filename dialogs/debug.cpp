@@ -9,7 +9,10 @@
 #include "ui_debug.h"
 #include "uiprompt.h"
 
-debug::debug(QWidget* parent) : QWidget(parent), ui(new Ui::debug) { ui->setupUi(this); }
+debug::debug(QWidget* parent) : QWidget(parent), ui(new Ui::debug) {
+    ui->setupUi(this);
+    ui->textBrowser->document()->setMaximumBlockCount(kMaxLines);
+}
 
 debug::~debug() { delete ui; }
 

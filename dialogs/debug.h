@@ -28,6 +28,12 @@ public:
     // How far (in scroll-bar units) the user may have scrolled up and still
     // have the view follow new lines.
     static constexpr int kFollowDistance = 50;
+    // Lines the window keeps; the oldest go first. Some failures are logged
+    // once per attempt and the attempts follow at once (a failed frame read),
+    // so a camera in trouble can write thousands of lines (4,600 within one
+    // cycle of the soak, around a failed start); kept for the life of the
+    // window, they only grew.
+    static constexpr int kMaxLines = 10000;
 
 private slots:
     void on_pushButton_clicked();

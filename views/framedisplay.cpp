@@ -37,6 +37,7 @@ struct PaneState {
     bool firstFit = true;  // never set again, by design
     bool haveValue = false;
     double value = 0;
+    QImage storage;  // the picture's buffer while the scene has no item
 };
 
 // Copies the frame into the pane's item (made again if the scene was
@@ -44,6 +45,8 @@ struct PaneState {
 FrameItem* showFrame(PaneState& pane, QGraphicsScene* scene, GraphicsView* view, const QImage& image) {
     if (!pane.item || pane.item->scene() != scene) {
         pane.item = new FrameItem;
+        pane.item->reuseStorage(std::move(pane.storage));
+        pane.storage = QImage();
         scene->addItem(pane.item);
     }
     pane.item->setFrame(image);
@@ -236,6 +239,8 @@ void FrameDisplay::drawRect(int id, PalletArea rect) {
     PaneState& pane = state_->ir;
     if (!pane.item || pane.item->scene() != sceneIR_) {
         pane.item = new FrameItem;
+        pane.item->reuseStorage(std::move(pane.storage));
+        pane.storage = QImage();
         sceneIR_->addItem(pane.item);
     }
     pane.item->addRect(id, rect);
@@ -329,6 +334,9 @@ void FrameDisplay::applySessionEvent(SessionEvent event, const SessionStatus& st
             break;
         case SessionEvent::ClearScenes:
             clearRegion();
+            // The pictures' buffers stay for the next stream (see FrameItem::takeFrame).
+            for (PaneState* pane : {&state_->ir, &state_->rgb, &state_->dep})
+                if (pane->item) pane->storage = pane->item->takeFrame();
             for (QGraphicsScene* scene : {sceneIR_, sceneRgb_, sceneDep_}) scene->clear();
             panes_.cloudView()->clearWindow();
             break;

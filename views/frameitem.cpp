@@ -3,6 +3,7 @@
 #include <QPainter>
 #include <algorithm>
 #include <cstring>
+#include <utility>
 
 namespace {
 // Room for the read-out text next to a marker at the right or bottom edge.
@@ -79,6 +80,19 @@ void FrameItem::setFrame(const QImage& frame) {
     const int bytes = std::min(frame.bytesPerLine(), frame_.bytesPerLine());
     for (int y = 0; y < frame.height(); ++y) std::memcpy(frame_.scanLine(y), frame.constScanLine(y), size_t(bytes));
     update();
+}
+
+QImage FrameItem::takeFrame() {
+    prepareGeometryChange();
+    QImage taken = std::move(frame_);
+    frame_ = QImage();
+    return taken;
+}
+
+void FrameItem::reuseStorage(QImage storage) {
+    if (!frame_.isNull()) return;
+    prepareGeometryChange();
+    frame_ = std::move(storage);
 }
 
 void FrameItem::setMarker(QPointF pos, const QColor& colour, const QString& text) {

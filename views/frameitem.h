@@ -20,6 +20,14 @@ public:
 
     // Copies the frame's pixels; allocates only when the size changes.
     void setFrame(const QImage& frame);
+    // Hands the picture's storage over, so it can outlive the item: a scene
+    // cleared on every disconnect would otherwise free megabytes and take
+    // them again for the next stream, leaving a hole in the heap each time
+    // that the renderer's small blocks fill. The item shows nothing after.
+    QImage takeFrame();
+    // Takes storage an earlier item gave up; the next frame of its size is
+    // copied into it. Only for an item without a picture of its own yet.
+    void reuseStorage(QImage storage);
     const QImage& frame() const { return frame_; }
     bool hasFrame() const { return !frame_.isNull(); }
 

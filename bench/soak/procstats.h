@@ -1,8 +1,10 @@
 // What the soak samples of its own process (resident memory, threads, open
-// descriptors) and how it judges growth after the warm-up.
+// descriptors, the allocator's figures) and how it judges growth after the
+// warm-up.
 #pragma once
 
 #include <dirent.h>
+#include <malloc.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -15,6 +17,12 @@ struct ProcStats {
     long rssKb = 0;
     int threads = 0;
     int fds = 0;
+    // Bytes the program holds in malloc's blocks, and what malloc keeps from
+    // the system for them (every arena and mapped block): resident memory
+    // that grows while the first stays put is the allocator's, not a leak.
+    // The SDK maps its frame storage itself, so frames are in neither.
+    long heapInUseKb = 0;
+    long heapHeldKb = 0;
 
     static int entries(const char* dir) {
         int n = 0;
@@ -36,6 +44,9 @@ struct ProcStats {
         s.rssKb = resident * (sysconf(_SC_PAGESIZE) / 1024);
         s.threads = entries("/proc/self/task");
         s.fds = entries("/proc/self/fd") - 1;  // the one opendir holds
+        const struct mallinfo2 m = mallinfo2();
+        s.heapInUseKb = long((m.uordblks + m.hblkhd) / 1024);
+        s.heapHeldKb = long((m.arena + m.hblkhd) / 1024);
         return s;
     }
 };

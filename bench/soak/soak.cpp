@@ -28,6 +28,7 @@
 #include <QTemporaryDir>
 #include <QTextBrowser>
 #include <QTest>
+#include <QTextBrowser>
 #include <algorithm>
 #include <csignal>
 #include <cstdio>
@@ -268,8 +269,18 @@ private:
         QTest::qWait(2000);
         const soak::ProcStats s = soak::ProcStats::now();
         samples_.push_back({cycle, tcp, s});
-        std::printf("  sample: rss %.1f MB, %d threads, %d descriptors\n", s.rssKb / 1024.0, s.threads, s.fds);
+        logLines_.push_back(logLines());
+        std::printf(
+            "  sample: rss %.1f MB (heap in use %.1f MB, held %.1f MB), %d threads, %d descriptors, %d log lines\n",
+            s.rssKb / 1024.0, s.heapInUseKb / 1024.0, s.heapHeldKb / 1024.0, s.threads, s.fds, logLines_.back());
         std::fflush(stdout);
+    }
+
+    // Lines the log window holds: they live as long as the window, between
+    // whatever the frames allocate and free.
+    int logLines() {
+        const auto* text = window_->debugWindow()->findChild<QTextBrowser*>("textBrowser");
+        return text ? text->document()->blockCount() : -1;
     }
 
     // A start that has to be tried again is reported, not counted as a
@@ -304,12 +315,17 @@ private:
                            {"startRetries", startRetries_},
                            {"cycles", int(samples_.size())}};
         QJsonArray samples;
-        for (const auto& s : samples_)
+        for (size_t i = 0; i < samples_.size(); ++i) {
+            const soak::Sample& s = samples_[i];
             samples.append(QJsonObject{{"cycle", s.cycle},
                                        {"transport", s.tcp ? "tcp" : "udp"},
                                        {"rssKb", double(s.stats.rssKb)},
+                                       {"heapInUseKb", double(s.stats.heapInUseKb)},
+                                       {"heapHeldKb", double(s.stats.heapHeldKb)},
                                        {"threads", s.stats.threads},
-                                       {"fds", s.stats.fds}});
+                                       {"fds", s.stats.fds},
+                                       {"logLines", logLines_[i]}});
+        }
         report["samples"] = samples;
         if (g.judged) {
             report["rssGrowthPct"] = g.rssGrowthPct;
@@ -345,6 +361,7 @@ private:
     int unrecovered_ = 0;
     int startRetries_ = 0;
     std::vector<soak::Sample> samples_;
+    std::vector<int> logLines_;
 };
 
 bool parse(int argc, char** argv, Options& o) {

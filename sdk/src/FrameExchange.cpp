@@ -1,16 +1,29 @@
 #include "FrameExchange.h"
 
+#include <sys/mman.h>
+#include <unistd.h>
+
 #include <algorithm>
+#include <new>
 #include <utility>
 
 namespace d3sdk {
+
+PayloadBuffer::~PayloadBuffer() {
+    if (data_) ::munmap(data_, capacity_);
+}
 
 void PayloadBuffer::reserve(size_t n) {
     if (n <= capacity_) return;
     // A payload that grows (a larger JPEG) usually grows again a little:
     // leave room so that does not mean an allocation each time.
-    const size_t grown = std::max(n, capacity_ + capacity_ / 2);
-    data_.reset(new uint8_t[grown]);
+    static const size_t page = size_t(::sysconf(_SC_PAGESIZE));
+    const size_t wanted = std::max(n, capacity_ + capacity_ / 2);
+    const size_t grown = (wanted + page - 1) / page * page;
+    void* p = ::mmap(nullptr, grown, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
+    if (p == MAP_FAILED) throw std::bad_alloc();
+    if (data_) ::munmap(data_, capacity_);
+    data_ = static_cast<uint8_t*>(p);
     capacity_ = grown;
 }
 

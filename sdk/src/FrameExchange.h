@@ -6,6 +6,7 @@
 #include <cstdint>
 #include <memory>
 #include <mutex>
+#include <utility>
 #include <vector>
 
 #include "d3_sdk/DeviceManager.h"
@@ -32,23 +33,56 @@ private:
 
 // Storage for a frame payload that receivers fill and hand to a frame by
 // swapping, so the megabytes of a frame are written once, by the receive.
+//
+// The pages come straight from the system and go back to it when the buffer
+// is freed or grows. Each session allocates its frames anew on its own
+// receive thread and frees them on whichever thread ends it. From malloc,
+// once the allocator has raised its mapping threshold past a frame, such
+// blocks land in whichever arena that thread got and their freed space stays
+// resident there: a client grew with every reconnect. Fresh pages also make
+// room a frame does not use cost no memory, as below.
 class PayloadBuffer {
 public:
-    uint8_t* data() { return data_.get(); }
-    const uint8_t* data() const { return data_.get(); }
+    PayloadBuffer() = default;
+    ~PayloadBuffer();
+    PayloadBuffer(const PayloadBuffer&) = delete;
+    PayloadBuffer& operator=(const PayloadBuffer&) = delete;
+
+    uint8_t* data() { return data_; }
+    const uint8_t* data() const { return data_; }
     size_t capacity() const { return capacity_; }
     // Makes room for n bytes; the contents are not kept when it grows. New
     // storage is left untouched, so room a frame does not use costs address
-    // space, not memory.
+    // space, not memory. Throws std::bad_alloc when the system has no room.
     void reserve(size_t n);
     void swap(PayloadBuffer& other) noexcept {
-        data_.swap(other.data_);
+        std::swap(data_, other.data_);
         std::swap(capacity_, other.capacity_);
     }
 
 private:
-    std::unique_ptr<uint8_t[]> data_;
+    uint8_t* data_ = nullptr;
     size_t capacity_ = 0;
+};
+
+// rows x cols values of T in page storage of its own (see PayloadBuffer): the
+// decoded colour picture of a frame. Keeps its storage when a size fits.
+template <typename T>
+class FrameImage {
+public:
+    unsigned rows() const { return rows_; }
+    unsigned cols() const { return cols_; }
+    T* data() { return reinterpret_cast<T*>(storage_.data()); }
+    const T* data() const { return reinterpret_cast<const T*>(storage_.data()); }
+    void resize(unsigned rows, unsigned cols) {
+        storage_.reserve(size_t(rows) * cols * sizeof(T));
+        rows_ = rows;
+        cols_ = cols;
+    }
+
+private:
+    PayloadBuffer storage_;
+    unsigned rows_ = 0, cols_ = 0;
 };
 
 // One frame ready to copy out: depth, IR and amplitude in host order, where
@@ -61,7 +95,7 @@ struct Frame {
     ImageView<uint16_t> depth;
     ImageView<uint8_t> ir;
     ImageView<uint16_t> amplitude;
-    DataContainer<RGB888Pixel> rgb;  // 0x0 for models without colour
+    FrameImage<RGB888Pixel> rgb;  // 0x0 for models without colour
     // Host-order copies, used only when a 16-bit section cannot be read in
     // place (odd offset, big-endian host).
     std::vector<uint16_t> depthCopy, amplitudeCopy;

@@ -11,6 +11,15 @@ JpegDecoder::~JpegDecoder() {
 }
 
 bool JpegDecoder::decode(const uint8_t* jpeg, size_t size, DataContainer<RGB888Pixel>& out, size_t maxPixels) {
+    return decodeInto(jpeg, size, out, maxPixels);
+}
+
+bool JpegDecoder::decode(const uint8_t* jpeg, size_t size, FrameImage<RGB888Pixel>& out, size_t maxPixels) {
+    return decodeInto(jpeg, size, out, maxPixels);
+}
+
+template <typename Image>
+bool JpegDecoder::decodeInto(const uint8_t* jpeg, size_t size, Image& out, size_t maxPixels) {
     if (!handle_ || !jpeg || size == 0) return false;
     int w = 0, h = 0, subsamp = 0, colorspace = 0;
     auto* src = const_cast<unsigned char*>(jpeg);  // the old API is not const-correct

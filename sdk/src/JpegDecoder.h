@@ -4,6 +4,7 @@
 #include <cstddef>
 #include <cstdint>
 
+#include "FrameExchange.h"
 #include "d3_sdk/DeviceManager.h"
 
 namespace d3sdk {
@@ -21,8 +22,12 @@ public:
     // not make us allocate gigabytes).
     bool decode(const uint8_t* jpeg, size_t size, DataContainer<RGB888Pixel>& out,
                 size_t maxPixels = size_t(4096) * 4096);
+    bool decode(const uint8_t* jpeg, size_t size, FrameImage<RGB888Pixel>& out, size_t maxPixels = size_t(4096) * 4096);
 
 private:
+    template <typename Image>
+    bool decodeInto(const uint8_t* jpeg, size_t size, Image& out, size_t maxPixels);
+
     void* handle_;
 };
 

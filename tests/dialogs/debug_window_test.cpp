@@ -132,6 +132,31 @@ private slots:
         QCOMPARE(prompts.requests[0].text, QString("openerr!"));
     }
 
+    // A burst from a worker (a camera that stopped answering) beyond the
+    // bound leaves the newest lines, in order; a save writes those.
+    void keepsOnlyTheNewestLines() {
+        QTemporaryDir out;
+        QDir::setCurrent(out.path());
+        PromptRecorder prompts;
+        debug d;
+        const int total = debug::kMaxLines + 3;
+        std::thread worker([&] {
+            for (int i = 0; i < total; ++i) d.appendLog(QString("line %1").arg(i));
+        });
+        worker.join();
+        QVERIFY(
+            QTest::qWaitFor([&] { return lines(d).value(debug::kMaxLines - 1) == QString("line %1").arg(total - 1); }));
+        const QStringList kept = lines(d);
+        QCOMPARE(kept.size(), debug::kMaxLines);
+        QCOMPARE(kept.first(), QString("line 3"));
+        d.findChild<QPushButton*>("pushButton_2")->click();
+        const QStringList files = QDir(out.path()).entryList(QDir::Files);
+        QCOMPARE(files.size(), 1);
+        QFile f(out.filePath(files[0]));
+        QVERIFY(f.open(QIODevice::ReadOnly | QIODevice::Text));
+        QCOMPARE(QString::fromUtf8(f.readAll()).split('\n').first(), QString("line 3"));
+    }
+
     void linesFromWorkerThreadsArriveInCallOrder() {
         debug d;
         d.appendLog("gui first");

@@ -1,9 +1,12 @@
 // From wire payload to the frame a reader gets: unpacking and the exchange.
 #include <gtest/gtest.h>
+#include <sys/mman.h>
 #include <turbojpeg.h>
+#include <unistd.h>
 
-#include <atomic>
 #include <algorithm>
+#include <atomic>
+#include <cerrno>
 #include <chrono>
 #include <thread>
 #include <vector>
@@ -115,6 +118,59 @@ TEST(FrameUnpacker, ReadsSectionsInPlaceAndMisalignedOnesThroughACopy) {
     EXPECT_EQ(std::vector<uint16_t>(f.amplitude.data(), f.amplitude.data() + 9), amplitude);
     EXPECT_EQ(f.amplitude.cols(), 3u);
     EXPECT_EQ(f.ir.data()[8], 77);
+}
+
+namespace {
+
+// mincore() answers ENOMEM for a range that is not mapped any more.
+bool mapped(const void* p) {
+    unsigned char resident = 0;
+    return ::mincore(const_cast<void*>(p), 1, &resident) == 0 || errno != ENOMEM;
+}
+
+}  // namespace
+
+// A session's frames are freed when it ends; the storage must go back to the
+// system every time, not only the first (malloc keeps frame-sized blocks in
+// its arenas once one has been freed), and room a frame does not use must not
+// become resident.
+TEST(PayloadBuffer, StorageGoesBackToTheSystemEveryTimeAndUnusedRoomStaysUntouched) {
+    const long page = ::sysconf(_SC_PAGESIZE);
+    constexpr size_t kFrame = size_t(8) << 20;
+    for (int session = 0; session < 3; ++session) {
+        uint8_t* storage = nullptr;
+        {
+            d3sdk::PayloadBuffer buffer;
+            buffer.reserve(kFrame);
+            ASSERT_GE(buffer.capacity(), kFrame);
+            storage = buffer.data();
+            std::fill_n(storage, 100, uint8_t(7));
+            std::vector<unsigned char> resident((buffer.capacity() + size_t(page) - 1) / size_t(page));
+            ASSERT_EQ(::mincore(storage, buffer.capacity(), resident.data()), 0);
+            EXPECT_EQ(std::count_if(resident.begin(), resident.end(), [](unsigned char r) { return r & 1; }), 1)
+                << "session " << session;
+            ASSERT_TRUE(mapped(storage));
+        }
+        EXPECT_FALSE(mapped(storage)) << "session " << session;
+    }
+}
+
+TEST(PayloadBuffer, KeepsStorageThatFitsAndSwapsWhole) {
+    d3sdk::PayloadBuffer a, b;
+    a.reserve(1000);
+    uint8_t* first = a.data();
+    a.reserve(10);
+    EXPECT_EQ(a.data(), first);
+    a.reserve(a.capacity() + 1);
+    EXPECT_NE(a.data(), nullptr);
+    EXPECT_FALSE(mapped(first));  // the smaller storage went when it grew
+    first = a.data();
+    const size_t capacity = a.capacity();
+    a.swap(b);
+    EXPECT_EQ(a.data(), nullptr);
+    EXPECT_EQ(a.capacity(), 0u);
+    EXPECT_EQ(b.data(), first);
+    EXPECT_EQ(b.capacity(), capacity);
 }
 
 TEST(FrameExchange, DeliversEachFrameOnceAndOnlyTheNewest) {

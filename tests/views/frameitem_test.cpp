@@ -1,11 +1,12 @@
 // The pane item: a private copy of each frame in a buffer kept across frames,
 // the read-out cross and the tray rectangles as they appear on screen.
+#include "frameitem.h"
+
 #include <gtest/gtest.h>
 
 #include <QGraphicsScene>
 #include <QPainter>
 
-#include "frameitem.h"
 #include "qtapp.h"
 
 namespace {
@@ -52,6 +53,36 @@ TEST(FrameItem, KeepsAPrivateCopyInOneBuffer) {
     EXPECT_GE(item.boundingRect().width(), 1920);
     EXPECT_GE(item.boundingRect().height(), 1080);
     EXPECT_EQ(item.frame().pixel(1919, 1079), qRgb(1, 2, 3));
+}
+
+// A scene cleared on disconnect deletes its item; the next stream's item
+// takes over the old one's buffer instead of allocating megabytes again.
+TEST(FrameItem, HandsItsBufferToTheNextItem) {
+    qtApp();
+    QGraphicsScene scene;
+    auto* first = new FrameItem;
+    scene.addItem(first);
+    first->setFrame(filled(QSize(1920, 1080), qRgb(1, 2, 3)));
+    const uchar* buffer = first->frame().constBits();
+    QImage storage = first->takeFrame();
+    EXPECT_FALSE(first->hasFrame());
+    EXPECT_EQ(storage.constBits(), buffer);
+    scene.clear();
+
+    FrameItem next;
+    next.reuseStorage(std::move(storage));
+    next.setFrame(filled(QSize(1920, 1080), qRgb(4, 5, 6)));
+    EXPECT_EQ(next.frame().constBits(), buffer);
+    EXPECT_EQ(next.frame().pixel(1919, 1079), qRgb(4, 5, 6));
+    // An item with a picture of its own keeps it.
+    next.reuseStorage(filled(QSize(8, 8), qRgb(0, 0, 0)));
+    EXPECT_EQ(next.frame().constBits(), buffer);
+    // Storage of another size is replaced by the frame's.
+    FrameItem other;
+    other.reuseStorage(filled(QSize(8, 8), qRgb(0, 0, 0)));
+    other.setFrame(filled(QSize(640, 480), qRgb(7, 8, 9)));
+    EXPECT_EQ(other.frame().size(), QSize(640, 480));
+    EXPECT_EQ(other.frame().pixel(639, 479), qRgb(7, 8, 9));
 }
 
 TEST(FrameItem, DrawsCrossAndTrayRectangles) {
