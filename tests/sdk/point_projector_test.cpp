@@ -3,21 +3,9 @@
 #include <vector>
 
 #include "PointProjector.h"
+#include "intrinsics.h"
 
 using d3sdk::PointProjector;
-
-namespace {
-
-CameraIntrinsicParam intrinsics(float fx, float fy, float cx, float cy) {
-    CameraIntrinsicParam k{};
-    k.fx = fx;
-    k.fy = fy;
-    k.cx = cx;
-    k.cy = cy;
-    return k;
-}
-
-}  // namespace
 
 // Different fx/fy and an off-centre pixel so swapped axes or swapped u/v show.
 TEST(PointProjector, BackProjectsPixelsInMillimetres) {

@@ -12,6 +12,7 @@
 
 #include "FrameGenerator.h"
 #include "Registration.h"
+#include "intrinsics.h"
 
 namespace {
 
@@ -160,15 +161,6 @@ void expectSameAsReference(const Cameras& s, const std::vector<std::vector<uint1
         ASSERT_EQ(std::memcmp(colours.data(), expectedColours.data(), colours.size() * 3), 0) << "frame " << f;
         EXPECT_GT(covered, 0u) << "frame " << f << " shows nothing: a useless case";
     }
-}
-
-CameraIntrinsicParam intrinsics(float fx, float fy, float cx, float cy) {
-    CameraIntrinsicParam k{};
-    k.fx = fx;
-    k.fy = fy;
-    k.cx = cx;
-    k.cy = cy;
-    return k;
 }
 
 CameraIntrinsicParam fromModel(const d3sim::Intrinsics& k) { return intrinsics(k.fx, k.fy, k.cx, k.cy); }

@@ -3,6 +3,7 @@
 #include <vector>
 
 #include "Registration.h"
+#include "intrinsics.h"
 
 using d3sdk::Extrinsics;
 using d3sdk::Registration;
@@ -10,14 +11,6 @@ using d3sdk::Registration;
 namespace {
 
 constexpr unsigned kW = 640, kH = 480, kRgbW = 1920, kRgbH = 1080;
-
-CameraIntrinsicParam intrinsics(float f, float cx, float cy) {
-    CameraIntrinsicParam k{};
-    k.fx = k.fy = f;
-    k.cx = cx;
-    k.cy = cy;
-    return k;
-}
 
 // Left half of the depth image a near wall at 1000 mm, right half a far wall
 // at 2000 mm. The colour camera has twice the focal length and sits `baseline`
