@@ -13,3 +13,9 @@ bool releaseFreeHeap() {
     return false;  // other C libraries return freed memory by their own rules
 #endif
 }
+
+void keepLargeBlocksMapped() {
+#if defined(__GLIBC__)
+    mallopt(M_MMAP_THRESHOLD, int(kMappedBlockBytes));
+#endif
+}

@@ -1,6 +1,7 @@
 #include <QApplication>
 #include <QSharedMemory>
 
+#include "heaptrim.h"
 #include "uiprompt.h"
 #include "widget.h"
 
@@ -17,6 +18,7 @@ void clearStaleSegment(const QString& key) {
 }  // namespace
 
 int main(int argc, char* argv[]) {
+    keepLargeBlocksMapped();
     QApplication a(argc, argv);
     UiPrompt::installFromEnvironment();
 

@@ -48,6 +48,7 @@
 #include "d3_sdk/Extensions.h"
 #include "framedisplay.h"
 #include "graphicsview.h"
+#include "heaptrim.h"
 #include "panearea.h"
 #include "promptrecorder.h"
 #include "widget.h"
@@ -392,6 +393,7 @@ int main(int argc, char** argv) {
         d3sdk::FrameTiming t;
         return d3sdk::GetLastFrameTiming(t) ? t.ready : Clock::now();
     });
+    keepLargeBlocksMapped();  // as the viewer does
     QApplication app(argc, argv);
     benchmark::Initialize(&argc, argv);
     benchmark::RunSpecifiedBenchmarks();

@@ -42,6 +42,7 @@
 #include "camerasession.h"
 #include "debug.h"
 #include "framedisplay.h"
+#include "heaptrim.h"
 #include "procstats.h"
 #include "promptrecorder.h"
 #include "widget.h"
@@ -429,6 +430,7 @@ int main(int argc, char** argv) {
     if (!getenv("DISPLAY")) setenv("QT_QPA_PLATFORM", "offscreen", 0);
     // The window keeps language.info and its working files in the working folder.
     QDir::setCurrent(work.path());
+    keepLargeBlocksMapped();  // as the viewer does
     QApplication app(argc, argv);
     // Boxes (a lost link shows one) are answered and kept, as in the tests.
     PromptRecorder prompts;

@@ -2,6 +2,7 @@
 #include "heaptrim.h"
 
 #include <gtest/gtest.h>
+#include <malloc.h>
 #include <unistd.h>
 
 #include <cstdio>
@@ -60,4 +61,34 @@ TEST(ReleaseFreeHeap, GivesBackAHoleBelowALiveBlock) {
     EXPECT_GT(before - after, 24 * 1024) << "resident " << before << " kB before, " << after << " kB after (" << sum
                                          << ")";
     std::free(pin);
+}
+
+// Once an 8 MB mapped block has been freed, glibc's own rule would grow the
+// heap for every block up to 8 MB; with the threshold fixed, a frame-sized
+// block the heap has no room for is mapped on its own (and leaves no hole
+// when freed) while a smaller one still comes from the heap. malloc takes
+// large blocks from free heap space when it has some, so this runs in a fresh
+// process whose heap has none.
+TEST(KeepLargeBlocksMapped, FrameSizedBlocksDoNotGrowTheHeap) {
+    if (kSanitizerAllocator) GTEST_SKIP() << "the sanitizer's allocator maps by its own rules";
+    GTEST_FLAG_SET(death_test_style, "threadsafe");
+    EXPECT_EXIT(
+        {
+            keepLargeBlocksMapped();
+            // Through volatile pointers, so the compiler keeps the pairs of malloc and free.
+            void* volatile big = std::malloc(8 << 20);
+            std::free(big);
+            const size_t before = mallinfo2().hblks;
+            void* volatile frame = std::malloc(2 << 20);
+            const size_t afterFrame = mallinfo2().hblks;
+            void* volatile small = std::malloc(kMappedBlockBytes / 2);
+            const size_t afterSmall = mallinfo2().hblks;
+            std::free(small);
+            std::free(frame);
+            const size_t afterFree = mallinfo2().hblks;
+            std::fprintf(stderr, "mapped blocks: %zu, %zu with the frame, %zu with the small one, %zu freed\n",
+                         before, afterFrame, afterSmall, afterFree);
+            std::exit(afterFrame == before + 1 && afterSmall == afterFrame && afterFree == before ? 0 : 1);
+        },
+        testing::ExitedWithCode(0), "");
 }
