@@ -38,9 +38,9 @@ CameraSession::~CameraSession() {
     std::mutex doneMutex;
     std::condition_variable doneWake;
     bool done = false;
-    QMetaObject::invokeMethod(
-        this,
-        [&] {
+    {
+        std::lock_guard<std::mutex> lock(jobsMutex_);
+        lastJob_ = [&] {
             // Waits for a callback in flight, so none can reach a session that
             // is being destroyed.
             camera_.RegisterNetworkMonitoringCallback(nullptr, nullptr);
@@ -48,8 +48,9 @@ CameraSession::~CameraSession() {
             std::lock_guard<std::mutex> lock(doneMutex);
             done = true;
             doneWake.notify_all();
-        },
-        Qt::QueuedConnection);
+        };
+    }
+    QMetaObject::invokeMethod(this, "runLastJob", Qt::QueuedConnection);
     {
         std::unique_lock<std::mutex> lock(doneMutex);
         doneWake.wait(lock, [&] { return done; });
@@ -68,6 +69,15 @@ void CameraSession::runNextJob() {
     }
     if (!shuttingDown_) job();
     if (--pending_ == 0) emit idle();
+}
+
+void CameraSession::runLastJob() {
+    std::function<void()> job;
+    {
+        std::lock_guard<std::mutex> lock(jobsMutex_);
+        job.swap(lastJob_);
+    }
+    if (job) job();
 }
 
 void CameraSession::pause(int ms) {

@@ -83,7 +83,12 @@ signals:
 private:
     template <typename Job>
     void post(Job job);
-    void runNextJob();
+    // Invoked by name through the event queue: a functor passed to
+    // invokeMethod is built on the posting thread and read on the session
+    // thread inside Qt, where the thread sanitizer cannot see the handover.
+    Q_INVOKABLE void runNextJob();
+    // The session thread's last job, from the destructor (same handover).
+    Q_INVOKABLE void runLastJob();
     // Sleeps, unless the session is going away.
     void pause(int ms);
     void publish();
@@ -140,6 +145,7 @@ private:
     // Posted jobs in order; one event per job runs them on the session thread.
     std::mutex jobsMutex_;
     std::deque<std::function<void()>> jobs_;
+    std::function<void()> lastJob_;
 };
 
 template <typename Job>
@@ -152,6 +158,5 @@ void CameraSession::post(Job job) {
         std::lock_guard<std::mutex> lock(jobsMutex_);
         jobs_.emplace_back(std::move(job));
     }
-    QMetaObject::invokeMethod(
-        this, [this] { runNextJob(); }, Qt::QueuedConnection);
+    QMetaObject::invokeMethod(this, "runNextJob", Qt::QueuedConnection);
 }
