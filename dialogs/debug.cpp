@@ -47,6 +47,7 @@ void debug::flushPending() {
         flushScheduled_ = false;
     }
     if (lines.isEmpty()) return;
+    linesWritten_ += quint64(lines.size());
     // The first line decides: a view that follows it would follow each of
     // the others too (a line is shorter than the follow distance), and one
     // that stays keeps staying. Moving the cursor once per batch instead of

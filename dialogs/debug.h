@@ -21,6 +21,9 @@ public:
     // GUI thread; all lines appear in the order the calls were made.
     void appendLog(const QString& line);
     void retranslate();
+    // Lines shown since the window was made, the dropped and cleared ones
+    // included (GUI thread).
+    quint64 linesWritten() const { return linesWritten_; }
 
     // "<working dir>/yyyyMMddhhmmsszzz.log" for the given moment.
     static QString logFileName(const QDateTime& when);
@@ -43,6 +46,7 @@ private:
     void flushPending();
     // True when the view followed the new line to the bottom.
     bool appendLine(const QString& line);
+    quint64 linesWritten_ = 0;
 
     Ui::debug* ui;
 

@@ -21,14 +21,15 @@
 #include <QComboBox>
 #include <QDir>
 #include <QElapsedTimer>
+#include <QHash>
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QJsonObject>
 #include <QPushButton>
+#include <QRegularExpression>
 #include <QTemporaryDir>
 #include <QTextBrowser>
 #include <QTest>
-#include <QTextBrowser>
 #include <algorithm>
 #include <csignal>
 #include <cstdio>
@@ -271,10 +272,43 @@ private:
         const soak::ProcStats s = soak::ProcStats::now();
         samples_.push_back({cycle, tcp, s});
         logLines_.push_back(logLines());
+        const CycleLog log = cycleLog();
+        cycleLogs_.push_back(log);
         std::printf(
             "  sample: rss %.1f MB (heap in use %.1f MB, held %.1f MB), %d threads, %d descriptors, %d log lines\n",
             s.rssKb / 1024.0, s.heapInUseKb / 1024.0, s.heapHeldKb / 1024.0, s.threads, s.fds, logLines_.back());
+        std::printf("  log: %llu lines this cycle, the most repeated %d times: %s\n", (unsigned long long)log.lines,
+                    log.topCount, qPrintable(log.topLine));
         std::fflush(stdout);
+    }
+
+    // The lines the log window got during the last cycle and the one that
+    // came most often (digits masked, so a counter in it does not split it).
+    struct CycleLog {
+        quint64 lines = 0;
+        int topCount = 0;
+        QString topLine;
+    };
+    CycleLog cycleLog() {
+        CycleLog log;
+        const quint64 written = window_->debugWindow()->linesWritten();
+        log.lines = written - linesSeen_;
+        linesSeen_ = written;
+        const auto* browser = window_->debugWindow()->findChild<QTextBrowser*>("textBrowser");
+        if (!browser || log.lines == 0) return log;
+        const QStringList all = browser->toPlainText().split('\n');
+        const int first = int(std::max<qint64>(0, qint64(all.size()) - qint64(log.lines)));
+        QHash<QString, int> counts;
+        static const QRegularExpression digits("[0-9]+");
+        for (int i = first; i < all.size(); ++i) {
+            const QString key = QString(all[i]).replace(digits, "#");
+            const int n = ++counts[key];
+            if (n > log.topCount) {
+                log.topCount = n;
+                log.topLine = key;
+            }
+        }
+        return log;
     }
 
     // Lines the log window holds: they live as long as the window, between
@@ -325,7 +359,10 @@ private:
                                        {"heapHeldKb", double(s.stats.heapHeldKb)},
                                        {"threads", s.stats.threads},
                                        {"fds", s.stats.fds},
-                                       {"logLines", logLines_[i]}});
+                                       {"logLines", logLines_[i]},
+                                       {"cycleLogLines", double(cycleLogs_[i].lines)},
+                                       {"mostRepeatedLine", cycleLogs_[i].topLine},
+                                       {"mostRepeatedCount", cycleLogs_[i].topCount}});
         }
         report["samples"] = samples;
         if (g.judged) {
@@ -363,6 +400,8 @@ private:
     int startRetries_ = 0;
     std::vector<soak::Sample> samples_;
     std::vector<int> logLines_;
+    std::vector<CycleLog> cycleLogs_;
+    quint64 linesSeen_ = 0;
 };
 
 bool parse(int argc, char** argv, Options& o) {
