@@ -55,6 +55,11 @@ ReturnCode DeviceManager::Impl::require(std::shared_ptr<Session>& out) {
     return SUCCESS;
 }
 
+ReturnCode DeviceManager::Impl::requireForFrames(std::shared_ptr<Session>& out) {
+    out = current();
+    return out ? SUCCESS : NOT_CONNECTED;
+}
+
 void DeviceManager::Impl::notifyLost(const std::string& serial, const std::string& message) {
     std::function<void(std::string, std::string, void*)> cb;
     void* user;

@@ -27,7 +27,7 @@ void copyInto(DataContainer<T>* dst, const Image& src) {
 ReturnCode DeviceManager::GetTofData(DataContainer<uint16_t>* depth, DataContainer<PointXYZ>* points,
                                      DataContainer<uint8_t>* ir, DataContainer<uint16_t>* amplitude) {
     std::shared_ptr<Session> s;
-    const ReturnCode rc = impl_->require(s);
+    const ReturnCode rc = impl_->requireForFrames(s);
     if (rc != SUCCESS) return rc;
     return s->withNextFrame([&](const Frame& f) {
         copyInto(depth, f.depth);
@@ -41,7 +41,7 @@ ReturnCode DeviceManager::GetRgbTofData(DataContainer<RGB888Pixel>* rgb, DataCon
                                         DataContainer<PointXYZ>* points, DataContainer<uint8_t>* ir,
                                         DataContainer<uint16_t>* amplitude) {
     std::shared_ptr<Session> s;
-    const ReturnCode rc = impl_->require(s);
+    const ReturnCode rc = impl_->requireForFrames(s);
     if (rc != SUCCESS) return rc;
     if (!s->hasRgb()) return NOT_SUPPORTED;
     return s->withNextFrame([&](const Frame& f) {
@@ -58,7 +58,7 @@ ReturnCode DeviceManager::GetRgbToDepthData(DataContainer<RGB888Pixel>& rgb, Dat
                                             DataContainer<RGB888Pixel>* rgbToDepth, DataContainer<uint8_t>* ir,
                                             DataContainer<uint16_t>* amplitude) {
     std::shared_ptr<Session> s;
-    const ReturnCode rc = impl_->require(s);
+    const ReturnCode rc = impl_->requireForFrames(s);
     if (rc != SUCCESS) return rc;
     if (!s->hasRgb() || !impl_->rgbToDepthEnabled) return NOT_SUPPORTED;
     return s->withNextFrame([&](const Frame& f) {
@@ -76,7 +76,7 @@ ReturnCode DeviceManager::GetDepthToRgbData(DataContainer<uint16_t>& depthToRgb,
                                             DataContainer<uint16_t>* depth, DataContainer<uint8_t>* ir,
                                             DataContainer<uint16_t>* amplitude) {
     std::shared_ptr<Session> s;
-    const ReturnCode rc = impl_->require(s);
+    const ReturnCode rc = impl_->requireForFrames(s);
     if (rc != SUCCESS) return rc;
     if (!s->hasRgb() || !impl_->depthToRgbEnabled) return NOT_SUPPORTED;
     return s->withNextFrame([&](const Frame& f) {

@@ -26,6 +26,9 @@ struct DeviceManager::Impl {
     std::shared_ptr<d3sdk::Session> current();
     // Current session or the code a call without one returns.
     ReturnCode require(std::shared_ptr<d3sdk::Session>& out);
+    // For frame reads: a lost session still takes the call, whose answer
+    // waits out the timeout (Session::withNextFrame).
+    ReturnCode requireForFrames(std::shared_ptr<d3sdk::Session>& out);
 
     std::chrono::milliseconds timeout() const { return std::chrono::milliseconds(timeoutMs.load()); }
     // Calls the monitoring callback, outside `mutex`: it may call back into us.

@@ -65,6 +65,8 @@ public:
 
     // Waits for the next frame not yet delivered and runs `use` on it while
     // no other reader can interfere. SUCCESS, TIMEOUT, NOT_STREAMING or 33.
+    // On a link already lost it answers 33 once the timeout has passed (or
+    // the session closes), as a read that gets no frame would.
     ReturnCode withNextFrame(const std::function<void(const Frame&)>& use);
     // The frame withNextFrame() last handed out on the calling thread.
     static bool lastDelivered(FrameTiming& out);
@@ -78,6 +80,7 @@ private:
     static thread_local FrameTiming lastDelivered_;
     static thread_local bool haveDelivered_;
     void monitor();
+    ReturnCode waitOutLoss(std::chrono::steady_clock::time_point deadline);
     void declareLost(const std::string& why);
     bool configureRegistration(const Frame& f);
 

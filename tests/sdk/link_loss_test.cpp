@@ -64,6 +64,49 @@ TEST(LinkLoss, CameraGoneFiresCallbackOnceAndCallsReportNetworkError) {
     EXPECT_EQ(calls, 1);
 }
 
+// Readers often loop on frame calls without a pause. On a lost link a call
+// answers 33 only when its timeout has passed, as a read without a frame
+// does, so such a loop is paced instead of spinning; closing the session
+// ends a read that is waiting.
+TEST(LinkLoss, FrameReadsOnALostLinkWaitOutTheTimeoutUntilTheSessionCloses) {
+    auto cams = sdktest::startCameras("127.0.79.30", 48766, {'1'});
+    DeviceManager& dm = DeviceManager::GetInstance();
+    std::atomic<int> calls{0};
+    dm.RegisterNetworkMonitoringCallback([&](std::string, std::string, void*) { ++calls; }, nullptr);
+    dm.SetTimeout(1000);
+    ASSERT_EQ(dm.InitDevice((*cams)[0].deviceString(), true), SUCCESS);
+    ASSERT_EQ(dm.StartStream(), SUCCESS);
+    DataContainer<uint16_t> depth;
+    ASSERT_EQ(dm.GetTofData(&depth, nullptr, nullptr, nullptr), SUCCESS);
+    (*cams)[0].stop();
+    ASSERT_TRUE(d3test::waitUntil([&] { return calls > 0; }));
+
+    // Only a lower bound: a loaded machine can make the call later, never sooner.
+    dm.SetTimeout(300);
+    const auto t = std::chrono::steady_clock::now();
+    EXPECT_EQ(dm.GetTofData(&depth, nullptr, nullptr, nullptr), NETWORK_ERROR);
+    using std::chrono::milliseconds;
+    EXPECT_GE(std::chrono::duration_cast<milliseconds>(std::chrono::steady_clock::now() - t).count(), 300);
+
+    dm.SetTimeout(600000);
+    std::atomic<bool> reading{false}, done{false};
+    ReturnCode waited = SUCCESS;
+    std::thread reader([&] {
+        reading = true;
+        waited = dm.GetTofData(&depth, nullptr, nullptr, nullptr);
+        done = true;
+    });
+    ASSERT_TRUE(d3test::waitUntil([&] { return reading.load(); }));
+    EXPECT_EQ(dm.DisconnectFromDevice(), SUCCESS);
+    // Whether the read was already waiting or came just after the close, it
+    // ends long before its ten minutes.
+    EXPECT_TRUE(d3test::waitUntil([&] { return done.load(); }));
+    reader.join();
+    EXPECT_TRUE(waited == NETWORK_ERROR || waited == NOT_CONNECTED) << waited;
+    dm.SetTimeout(1000);
+    dm.RegisterNetworkMonitoringCallback(nullptr, nullptr);
+}
+
 // A factory reset reboots the camera: the link drops like any other loss, and
 // ReconnectDevice finds the camera again once it is back, with defaults.
 TEST(LinkLoss, ReconnectAfterFactoryResetRestoresSessionWithDefaults) {
