@@ -7,13 +7,16 @@
 #include "heaptrim.h"
 
 void CameraSession::onLinkCallback(const std::string& sn, const std::string& error) {
-    // The SDK's thread: log, flip the workers' switch and hand over.
-    qDebug().noquote() << fromLocal(sn) << fromLocal(error);
-    log_("sdk callback:" + fromLocal(sn) + fromLocal(error));
-    if (shuttingDown_) return;
+    // The SDK's thread: flip the workers' switch, log and hand over. The
+    // switch goes first: an SDK whose frame reads fail at once after a loss
+    // has the workers logging a failure per read until it is off, and they
+    // share the log's lock with the lines below.
     // Only a callback while frames flow starts a recovery, and only once
     // until they flow again.
-    if (acquisition_.stopStreaming()) {
+    const bool wasStreaming = !shuttingDown_ && acquisition_.stopStreaming();
+    qDebug().noquote() << fromLocal(sn) << fromLocal(error);
+    log_("sdk callback:" + fromLocal(sn) + fromLocal(error));
+    if (wasStreaming) {
         log_("sdk callback:" + fromLocal(sn) + "try to reinit...");
         post([this] { beginRecovery(); });
     }

@@ -255,12 +255,16 @@ private:
         const unsigned before = painted();
         const bool back = waitFor([&] { return streaming() && painted() >= before + kFramesAgain; }, budget);
         const qint64 ms = t.elapsed();
-        std::printf("  %-40s %s after %6.2f s (budget %d s)\n", f.name.c_str(), back ? "frames again" : "NO FRAMES",
-                    ms / 1000.0, budget / 1000);
+        const quint64 written = window_->debugWindow()->linesWritten();
+        const quint64 lines = written - faultLinesSeen_;
+        faultLinesSeen_ = written;
+        std::printf("  %-40s %s after %6.2f s (budget %d s), %llu log lines\n", f.name.c_str(),
+                    back ? "frames again" : "NO FRAMES", ms / 1000.0, budget / 1000, (unsigned long long)lines);
         std::fflush(stdout);
         QJsonObject r{
             {"cycle", cycle},    {"transport", tcp ? "tcp" : "udp"}, {"fault", QString::fromStdString(f.name)},
-            {"recovered", back}, {"seconds", ms / 1000.0},           {"budgetSeconds", budget / 1000}};
+            {"recovered", back}, {"seconds", ms / 1000.0},           {"budgetSeconds", budget / 1000},
+            {"logLines", double(lines)}};
         faults_.append(r);
         if (!back) ++unrecovered_;
         return back;
@@ -402,6 +406,7 @@ private:
     std::vector<int> logLines_;
     std::vector<CycleLog> cycleLogs_;
     quint64 linesSeen_ = 0;
+    quint64 faultLinesSeen_ = 0;
 };
 
 bool parse(int argc, char** argv, Options& o) {

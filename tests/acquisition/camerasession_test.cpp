@@ -32,6 +32,8 @@ public:
     std::unique_ptr<Acquisition> acquisition;
     std::unique_ptr<CameraSession> session;
     QStringList log;
+    // For each "sdk callback:" line, whether the workers were still reading then.
+    QVector<bool> readingAtCallbackLine;
     std::mutex logMutex;
     QVector<Prompt> prompts;
     QVector<SessionEvent> events;
@@ -45,6 +47,7 @@ public:
         const LogSink sink = [this](const QString& line) {
             std::lock_guard<std::mutex> lock(logMutex);
             log << line;
+            if (line.startsWith("sdk callback:") && acquisition) readingAtCallbackLine << acquisition->streaming();
         };
         acquisition = std::make_unique<Acquisition>(camera, converter, sink);
         session = std::make_unique<CameraSession>(camera, *acquisition, sink);
@@ -301,6 +304,18 @@ private slots:
         QCOMPARE(r.logCount("sdk callback:SN01heartbeat lost"), 1);
         QCOMPARE(r.logCount("try to reinit..."), 0);
         QCOMPARE(r.camera.count("ReconnectDevice"), 0);
+    }
+
+    // With an SDK whose frame reads fail at once after a loss, the workers
+    // log a line per read while they run, through the same lock as the
+    // callback's lines: they must be off before the callback logs.
+    void workersStopBeforeTheCallbackLogs() {
+        Rig r;
+        QVERIFY(r.streamCamera());
+        QVERIFY(r.camera.fireLinkCallback("SN01", "link down"));
+        QVERIFY(r.settle());
+        std::lock_guard<std::mutex> lock(r.logMutex);
+        QCOMPARE(r.readingAtCallbackLine, (QVector<bool>{false, false}));
     }
 
     void lostLinkIsRecoveredOnceWithAttemptsCountedDown() {
