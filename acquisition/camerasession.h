@@ -20,6 +20,7 @@
 #include "acquisition.h"
 #include "camerainterface.h"
 #include "camerascript.h"
+#include "handover.h"
 #include "logline.h"
 #include "sessionstate.h"
 
@@ -146,6 +147,9 @@ private:
     std::mutex jobsMutex_;
     std::deque<std::function<void()>> jobs_;
     std::function<void()> lastJob_;
+    // Scripts' outcomes to their contexts on the window's thread; made there
+    // and staying there while the session moves to its own thread.
+    Handover handover_;
 };
 
 template <typename Job>

@@ -77,7 +77,6 @@ void CameraSession::runScript(const CameraScript& script) {
         publish();
     }
     if (script.hasFinished() && script.context()) {
-        QMetaObject::invokeMethod(
-            script.context(), [finished = script.finished(), outcome] { finished(outcome); }, Qt::QueuedConnection);
+        handover_.post(script.context(), [finished = script.finished(), outcome] { finished(outcome); });
     }
 }

@@ -145,9 +145,9 @@ void Recorder::flush() {
 }
 
 void Recorder::runFileJob(std::function<void()> job, QObject* context, std::function<void()> done) {
-    post(Job{nullptr, [job = std::move(job), context, done = std::move(done)] {
+    post(Job{nullptr, [this, job = std::move(job), context, done = std::move(done)] {
                  job();
-                 QMetaObject::invokeMethod(context, done, Qt::QueuedConnection);
+                 handover_.post(context, done);
              }});
 }
 
@@ -346,8 +346,7 @@ void Recorder::startTrayRecording(QObject* context, std::function<void(bool open
                      trayFile_ = ok ? std::move(file) : nullptr;
                      trayFrames_ = ok ? 100 : trayFrames_;
                  }
-                 QMetaObject::invokeMethod(
-                     context, [opened, ok] { opened(ok); }, Qt::QueuedConnection);
+                 handover_.post(context, [opened, ok] { opened(ok); });
              }});
 }
 

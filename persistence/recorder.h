@@ -29,6 +29,7 @@
 #include "camerainterface.h"
 #include "framerecorder.h"
 #include "framerecords.h"
+#include "handover.h"
 #include "logline.h"
 
 struct RecorderCounts {
@@ -128,6 +129,8 @@ private:
     std::deque<Job> queue_;
     int busy_ = 0;
     bool stop_ = false;
+    // File jobs' answers to their contexts on the window's thread.
+    Handover handover_;
     std::vector<std::thread> writers_;
 
     std::mutex trayMutex_;
