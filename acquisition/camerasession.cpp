@@ -176,10 +176,12 @@ void CameraSession::publish() {
         std::lock_guard<std::mutex> lock(statusMutex_);
         published_ = state_;
     }
-    emit stateChanged(state_);
+    tellWindow([this, status = state_] { emit stateChanged(status); });
 }
 
-void CameraSession::emitEvent(SessionEvent event) { emit sessionEvent(event, state_); }
+void CameraSession::emitEvent(SessionEvent event) {
+    tellWindow([this, event, status = state_] { emit sessionEvent(event, status); });
+}
 
 void CameraSession::setState(SessionState state) {
     state_.state = state;
@@ -191,7 +193,9 @@ void CameraSession::setState(SessionState state) {
 
 QString CameraSession::describe(ReturnCode code) { return fromLocal(camera_.GetReturnCodeDescriptor(code)); }
 
-void CameraSession::warn(const QString& title, const QString& text) { emit prompt(PromptKind::Warning, title, text); }
+void CameraSession::warn(const QString& title, const QString& text) {
+    tellWindow([this, title, text] { emit prompt(PromptKind::Warning, title, text); });
+}
 
 bool CameraSession::sessionGone() const { return !state_.connected(); }
 
@@ -253,7 +257,7 @@ void CameraSession::searchJob() {
         return;
     }
     setState(SessionState::Idle);
-    emit prompt(PromptKind::Information, tr("提示"), tr("未找到设备"));
+    tellWindow([this, title = tr("提示"), text = tr("未找到设备")] { emit prompt(PromptKind::Information, title, text); });
 }
 
 // --- Start
@@ -454,7 +458,7 @@ void CameraSession::changeDeviceJob() {
 
 void CameraSession::closeJob() {
     if (state_.state != SessionState::Streaming) {
-        emit closeFinished(true);
+        tellWindow([this] { emit closeFinished(true); });
         return;
     }
     state_.busy = true;
@@ -476,5 +480,5 @@ void CameraSession::closeJob() {
     state_.activity.clear();
     if (accepted) state_.state = SessionState::Idle;
     publish();
-    emit closeFinished(accepted);
+    tellWindow([this, accepted] { emit closeFinished(accepted); });
 }

@@ -94,6 +94,13 @@ private:
     void pause(int ms);
     void publish();
     void emitEvent(SessionEvent event);
+    // The signals above are emitted on the window's thread, through the
+    // handover: their arguments are copied here, under its lock, rather than
+    // by Qt's queue, which ThreadSanitizer cannot follow (handover.h).
+    template <typename Emit>
+    void tellWindow(Emit emitIt) {
+        handover_.post(&handover_, std::move(emitIt));
+    }
     void setState(SessionState state);
     QString describe(ReturnCode code);
     void warn(const QString& title, const QString& text);
@@ -147,8 +154,8 @@ private:
     std::mutex jobsMutex_;
     std::deque<std::function<void()>> jobs_;
     std::function<void()> lastJob_;
-    // Scripts' outcomes to their contexts on the window's thread; made there
-    // and staying there while the session moves to its own thread.
+    // Signals and scripts' outcomes to the window's thread; made there and
+    // staying there while the session moves to its own thread.
     Handover handover_;
 };
 
