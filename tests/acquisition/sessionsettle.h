@@ -27,13 +27,15 @@ inline bool settleSession(CameraSession& session, QObject* context, int timeoutM
             *arrived = true;
             if (waiting) waiting->quit();
         });
-        session.run(marker);
+        // Counted before the marker goes in: a job that a running job posts
+        // between the two would otherwise be counted, yet queued behind it.
         const unsigned asked = session.requestCount();
+        session.run(marker);
         const qint64 left = timeoutMs - timer.elapsed();
         if (left <= 0) return false;
         QTimer::singleShot(int(left), &loop, &QEventLoop::quit);
         if (!*arrived) loop.exec();
         if (!*arrived) return false;
-        if (session.requestCount() == asked) return true;
+        if (session.requestCount() == asked + 1) return true;  // the marker alone
     }
 }
