@@ -16,28 +16,45 @@ size_t heartbeats(d3sim::CameraServer& cam) {
     return n;
 }
 
-}  // namespace
+class LinkLoss : public ::testing::Test {
+protected:
+    // One camera of `model` on `address`, opened over TCP, with a callback
+    // that counts losses and keeps the serial and thread of the last.
+    void open(const std::string& address, uint16_t discoveryPort, char model) {
+        cams = sdktest::startCameras(address, discoveryPort, {model});
+        dm.RegisterNetworkMonitoringCallback(
+            [this](std::string sn, std::string, void*) {
+                serial = sn;
+                callbackThread = std::this_thread::get_id();
+                ++calls;
+            },
+            nullptr);
+        dm.SetTimeout(1000);
+        ASSERT_EQ(dm.InitDevice(camera().deviceString(), true), SUCCESS);
+    }
+    void TearDown() override {
+        dm.DisconnectFromDevice();
+        dm.RegisterNetworkMonitoringCallback(nullptr, nullptr);
+        dm.SetTimeout(1000);
+    }
+    d3sim::CameraServer& camera() { return (*cams)[0]; }
 
-TEST(LinkLoss, CameraGoneFiresCallbackOnceAndCallsReportNetworkError) {
-    auto cams = sdktest::startCameras("127.0.79.2", 48763, {'1'});
     DeviceManager& dm = DeviceManager::GetInstance();
+    std::unique_ptr<d3sim::SimulatedCameras> cams;
     std::atomic<int> calls{0};
     std::string serial;
     std::thread::id callbackThread;
-    dm.RegisterNetworkMonitoringCallback(
-        [&](std::string sn, std::string, void*) {
-            serial = sn;
-            callbackThread = std::this_thread::get_id();
-            ++calls;
-        },
-        nullptr);
-    dm.SetTimeout(1000);
-    ASSERT_EQ(dm.InitDevice((*cams)[0].deviceString(), true), SUCCESS);
+};
+
+}  // namespace
+
+TEST_F(LinkLoss, CameraGoneFiresCallbackOnceAndCallsReportNetworkError) {
+    ASSERT_NO_FATAL_FAILURE(open("127.0.79.2", 48763, '1'));
     ASSERT_EQ(dm.StartStream(), SUCCESS);
     // Heartbeats keep an idle session alive past the camera's 3 s limit: four
     // of them, a second apart, span more than that.
-    (*cams)[0].camera().clearCommandLog();
-    ASSERT_TRUE(d3test::waitUntil([&] { return heartbeats((*cams)[0]) >= 4; }));
+    camera().camera().clearCommandLog();
+    ASSERT_TRUE(d3test::waitUntil([&] { return heartbeats(camera()) >= 4; }));
     int fps;
     ASSERT_EQ(dm.GetFrameRate(fps), SUCCESS);
     EXPECT_EQ(calls, 0);
@@ -49,11 +66,11 @@ TEST(LinkLoss, CameraGoneFiresCallbackOnceAndCallsReportNetworkError) {
         for (int i = 0; i < 200 && inFlight == SUCCESS; ++i)
             inFlight = dm.GetTofData(&depth, nullptr, nullptr, nullptr);
     });
-    (*cams)[0].stop();
+    camera().stop();
     reader.join();
     EXPECT_EQ(inFlight, NETWORK_ERROR);
     ASSERT_TRUE(d3test::waitUntil([&] { return calls > 0; }));
-    EXPECT_EQ(serial, (*cams)[0].serial());
+    EXPECT_EQ(serial, camera().serial());
     EXPECT_NE(callbackThread, std::this_thread::get_id());
     EXPECT_EQ(dm.GetFrameRate(fps), NETWORK_ERROR);
     EXPECT_EQ(dm.StopStream(), NETWORK_ERROR);
@@ -68,17 +85,12 @@ TEST(LinkLoss, CameraGoneFiresCallbackOnceAndCallsReportNetworkError) {
 // answers 33 only when its timeout has passed, as a read without a frame
 // does, so such a loop is paced instead of spinning; closing the session
 // ends a read that is waiting.
-TEST(LinkLoss, FrameReadsOnALostLinkWaitOutTheTimeoutUntilTheSessionCloses) {
-    auto cams = sdktest::startCameras("127.0.79.30", 48766, {'1'});
-    DeviceManager& dm = DeviceManager::GetInstance();
-    std::atomic<int> calls{0};
-    dm.RegisterNetworkMonitoringCallback([&](std::string, std::string, void*) { ++calls; }, nullptr);
-    dm.SetTimeout(1000);
-    ASSERT_EQ(dm.InitDevice((*cams)[0].deviceString(), true), SUCCESS);
+TEST_F(LinkLoss, FrameReadsOnALostLinkWaitOutTheTimeoutUntilTheSessionCloses) {
+    ASSERT_NO_FATAL_FAILURE(open("127.0.79.30", 48766, '1'));
     ASSERT_EQ(dm.StartStream(), SUCCESS);
     DataContainer<uint16_t> depth;
     ASSERT_EQ(dm.GetTofData(&depth, nullptr, nullptr, nullptr), SUCCESS);
-    (*cams)[0].stop();
+    camera().stop();
     ASSERT_TRUE(d3test::waitUntil([&] { return calls > 0; }));
 
     // Only a lower bound: a loaded machine can make the call later, never sooner.
@@ -103,19 +115,12 @@ TEST(LinkLoss, FrameReadsOnALostLinkWaitOutTheTimeoutUntilTheSessionCloses) {
     EXPECT_TRUE(d3test::waitUntil([&] { return done.load(); }));
     reader.join();
     EXPECT_TRUE(waited == NETWORK_ERROR || waited == NOT_CONNECTED) << waited;
-    dm.SetTimeout(1000);
-    dm.RegisterNetworkMonitoringCallback(nullptr, nullptr);
 }
 
 // A factory reset reboots the camera: the link drops like any other loss, and
 // ReconnectDevice finds the camera again once it is back, with defaults.
-TEST(LinkLoss, ReconnectAfterFactoryResetRestoresSessionWithDefaults) {
-    auto cams = sdktest::startCameras("127.0.79.10", 48764, {'3'});
-    DeviceManager& dm = DeviceManager::GetInstance();
-    std::atomic<int> calls{0};
-    dm.RegisterNetworkMonitoringCallback([&](std::string, std::string, void*) { ++calls; }, nullptr);
-    dm.SetTimeout(1000);
-    ASSERT_EQ(dm.InitDevice((*cams)[0].deviceString(), true), SUCCESS);
+TEST_F(LinkLoss, ReconnectAfterFactoryResetRestoresSessionWithDefaults) {
+    ASSERT_NO_FATAL_FAILURE(open("127.0.79.10", 48764, '3'));
     ASSERT_EQ(dm.SetFrameRate(7), SUCCESS);
     ASSERT_EQ(dm.SaveConfigureInfo(), SUCCESS);
     ASSERT_EQ(dm.RecoveryDefaultConfigure(), SUCCESS);
@@ -134,18 +139,12 @@ TEST(LinkLoss, ReconnectAfterFactoryResetRestoresSessionWithDefaults) {
     DataContainer<uint16_t> depth;
     EXPECT_EQ(dm.GetTofData(&depth, nullptr, nullptr, nullptr), SUCCESS);
     EXPECT_EQ(dm.DisconnectFromDevice(), SUCCESS);
-    dm.RegisterNetworkMonitoringCallback(nullptr, nullptr);
 }
 
 // After an address change the camera reboots elsewhere: the old address is
 // gone and ReconnectDevice must find the camera again by its serial.
-TEST(LinkLoss, ReconnectFindsCameraAtItsNewAddress) {
-    auto cams = sdktest::startCameras("127.0.79.20", 48765, {'1'});
-    DeviceManager& dm = DeviceManager::GetInstance();
-    std::atomic<int> calls{0};
-    dm.RegisterNetworkMonitoringCallback([&](std::string, std::string, void*) { ++calls; }, nullptr);
-    dm.SetTimeout(1000);
-    ASSERT_EQ(dm.InitDevice((*cams)[0].deviceString(), true), SUCCESS);
+TEST_F(LinkLoss, ReconnectFindsCameraAtItsNewAddress) {
+    ASSERT_NO_FATAL_FAILURE(open("127.0.79.20", 48765, '1'));
     NetworkMode mode;
     mode.ip = "127.0.79.40";
     mode.netmask = "255.0.0.0";
@@ -160,7 +159,6 @@ TEST(LinkLoss, ReconnectFindsCameraAtItsNewAddress) {
     d3sdk::DeviceDetails details;
     ASSERT_EQ(d3sdk::GetDeviceDetails(details), SUCCESS);
     EXPECT_EQ(details.ip, "127.0.79.40");
-    EXPECT_EQ(details.serial, (*cams)[0].serial());
+    EXPECT_EQ(details.serial, camera().serial());
     EXPECT_EQ(dm.DisconnectFromDevice(), SUCCESS);
-    dm.RegisterNetworkMonitoringCallback(nullptr, nullptr);
 }
