@@ -4,6 +4,7 @@
 #include <chrono>
 #include <thread>
 
+#include "backgroundread.h"
 #include "d3_sdk/Extensions.h"
 #include "networkfixture.h"
 #include "waituntil.h"
@@ -101,19 +102,13 @@ TEST_F(LinkLoss, FrameReadsOnALostLinkWaitOutTheTimeoutUntilTheSessionCloses) {
     EXPECT_GE(std::chrono::duration_cast<milliseconds>(std::chrono::steady_clock::now() - t).count(), 300);
 
     dm.SetTimeout(600000);
-    std::atomic<bool> reading{false}, done{false};
-    ReturnCode waited = SUCCESS;
-    std::thread reader([&] {
-        reading = true;
-        waited = dm.GetTofData(&depth, nullptr, nullptr, nullptr);
-        done = true;
-    });
-    ASSERT_TRUE(d3test::waitUntil([&] { return reading.load(); }));
+    BackgroundRead reader([&] { return dm.GetTofData(&depth, nullptr, nullptr, nullptr); });
+    ASSERT_TRUE(d3test::waitUntil([&] { return reader.started(); }));
     EXPECT_EQ(dm.DisconnectFromDevice(), SUCCESS);
     // Whether the read was already waiting or came just after the close, it
     // ends long before its ten minutes.
-    EXPECT_TRUE(d3test::waitUntil([&] { return done.load(); }));
-    reader.join();
+    EXPECT_TRUE(d3test::waitUntil([&] { return reader.done(); }));
+    const ReturnCode waited = reader.result();
     EXPECT_TRUE(waited == NETWORK_ERROR || waited == NOT_CONNECTED) << waited;
 }
 

@@ -1,11 +1,10 @@
 // A whole session against simulated cameras: discovery, identity, every
 // parameter, streaming every kind of frame, and the stop/close rules.
 #include <algorithm>
-#include <atomic>
 #include <chrono>
 #include <set>
-#include <thread>
 
+#include "backgroundread.h"
 #include "d3_sdk/Extensions.h"
 #include "networkfixture.h"
 #include "waituntil.h"
@@ -319,20 +318,13 @@ TEST_F(Session, FrameCallsAreBoundedByTheTimeoutAndDoNotBlockControl) {
     // are answered while it still waits, and the trigger they send is what
     // ends its wait.
     dm.SetTimeout(60000);
-    std::atomic<bool> reading{false}, done{false};
-    ReturnCode waited = TIMEOUT;
-    std::thread reader([&] {
-        reading = true;
-        waited = dm.GetTofData(&depth, nullptr, nullptr, nullptr);
-        done = true;
-    });
-    ASSERT_TRUE(d3test::waitUntil([&] { return bool(reading); }));
+    BackgroundRead reader([&] { return dm.GetTofData(&depth, nullptr, nullptr, nullptr); });
+    ASSERT_TRUE(d3test::waitUntil([&] { return reader.started(); }));
     int fps = 0;
     EXPECT_EQ(dm.GetFrameRate(fps), SUCCESS);
-    EXPECT_FALSE(done) << "the frame call ended before a frame was triggered";
+    EXPECT_FALSE(reader.done()) << "the frame call ended before a frame was triggered";
     EXPECT_EQ(dm.SoftTrigger(), SUCCESS);
-    reader.join();
-    EXPECT_EQ(waited, SUCCESS);
+    EXPECT_EQ(reader.result(), SUCCESS);
 
     // One trigger, one frame, delivered once.
     dm.SetTimeout(2000);
