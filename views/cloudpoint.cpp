@@ -1,148 +1,120 @@
 #include "cloudpoint.h"
 
-#include <QVTKOpenGLWindow.h>
-#include <vtkAxesActor.h>
-#include <vtkGenericOpenGLRenderWindow.h>
-#include <vtkInteractorStyleTrackballCamera.h>
-#include <vtkNew.h>
-#include <vtkOrientationMarkerWidget.h>
-#include <vtkRenderWindowInteractor.h>
-#include <vtkRenderer.h>
-
 #include <QBoxLayout>
 #include <QDebug>
 #include <QMouseEvent>
+#include <QPainter>
 #include <QPushButton>
-#include <QSurfaceFormat>
+#include <QWheelEvent>
 
 #include "cloudpipeline.h"
+#include "cloudrenderer.h"
 
-namespace {
+CloudPoint::CloudPoint(QWidget* parent) : QWidget(parent), canvas_(new QWidget(this)) {
+    // The picture covers the whole area; nothing behind it needs painting.
+    canvas_->setAttribute(Qt::WA_OpaquePaintEvent);
+    canvas_->installEventFilter(this);
+    auto* box = new QVBoxLayout(this);
+    box->setContentsMargins(0, 0, 0, 0);
+    box->setSpacing(0);
+    box->addWidget(canvas_);
 
-// Clears the idle flag for the length of an update, whichever way it ends.
-class BusyScope {
-public:
-    explicit BusyScope(std::atomic<bool>& idle) : idle_(idle) { idle_ = false; }
-    ~BusyScope() { idle_ = true; }
-    BusyScope(const BusyScope&) = delete;
-    BusyScope& operator=(const BusyScope&) = delete;
-
-private:
-    std::atomic<bool>& idle_;
-};
-
-}  // namespace
-
-CloudPoint::CloudPoint(QWidget* parent) : QVTKOpenGLStereoWidget(parent), pipeline_(std::make_unique<CloudPipeline>()) {
-    // Multisampling costs hundreds of milliseconds a frame at full-window
-    // size under software GL and adds little to single-pixel points.
-    QSurfaceFormat format = QVTKOpenGLStereoWidget::defaultFormat();
-    format.setSamples(0);
-    embeddedOpenGLWindow()->setFormat(format);
-    vtkNew<vtkGenericOpenGLRenderWindow> window;
-    window->SetMultiSamples(0);
-    setRenderWindow(window);
-    renderWindow()->AddRenderer(pipeline_->renderer());
-
-    vtkRenderWindowInteractor* interactor = renderWindow()->GetInteractor();
-    vtkNew<vtkInteractorStyleTrackballCamera> style;
-    interactor->SetInteractorStyle(style);
-
-    vtkNew<vtkAxesActor> axes;
-    axes->SetTotalLength(1, 1, 1);
-    marker_ = vtkOrientationMarkerWidget::New();
-    marker_->SetOrientationMarker(axes);
-    marker_->SetInteractor(interactor);
-    marker_->SetDefaultRenderer(pipeline_->renderer());
-    marker_->SetViewport(0.0, 0.0, 0.2, 0.2);
-    marker_->SetEnabled(1);
-    marker_->InteractiveOff();
-
-    pipeline_->resize(width_ * height_);
-    pipeline_->applyCamera(cameraPreset(CAMERA_MAIN_VIEW, width(), height()));
+    renderer_ = std::make_unique<CloudRenderer>([this](const QImage& picture) {
+        bool post = false;
+        {
+            std::lock_guard<std::mutex> lock(pictureMutex_);
+            picture_ = picture;
+            post = !std::exchange(picturePosted_, true);
+        }
+        // One hand-over at a time: a picture that is replaced before the
+        // window's thread gets to it is never painted.
+        if (post)
+            handover_.post(this, [this] {
+                {
+                    std::lock_guard<std::mutex> lock(pictureMutex_);
+                    shownPicture_ = std::move(picture_);
+                    picture_ = QImage();
+                    picturePosted_ = false;
+                }
+                canvas_->update();
+            });
+    });
+    renderer_->applyCamera(cameraPreset(CAMERA_MAIN_VIEW, canvas_->width(), canvas_->height()));
 }
 
-CloudPoint::~CloudPoint() {
-    marker_->SetEnabled(0);
-    marker_->Delete();
-}
+// The render thread is stopped before the hand-over it posts to goes.
+CloudPoint::~CloudPoint() { renderer_.reset(); }
+
+bool CloudPoint::idle() const { return renderer_->idle(); }
+
+uint64_t CloudPoint::renders() const { return renderer_->renders(); }
+
+void CloudPoint::inspect(const std::function<void(CloudPipeline&, vtkRenderWindow&)>& fn) { renderer_->inspect(fn); }
 
 void CloudPoint::configurePoints(bool coloured, int pointCount, int width, int height) {
     setRgbPoint(coloured);
     setDataDimensions(width, height);
     std::lock_guard<std::mutex> lock(cloudMutex);
-    pipeline_->resize(pointCount);
+    renderer_->resizePoints(pointCount);
 }
 
 int CloudPoint::pointcloudeNum() const { return validPoints_; }
 
 void CloudPoint::paintCpDat(float* cDat) {
     std::lock_guard<std::mutex> lock(cloudMutex);
-    BusyScope busy(idle_);
     if (!visible_ || !cDat) return;
-    pipeline_->resize(kCloudPoints);
-    pipeline_->useColours(false);
-    validPoints_ = copyCloudPoints(cDat, kCloudPoints, pipeline_->points(), pipeline_->depth());
+    StagedCloud& frame = renderer_->spare();
+    frame.prepare(kCloudPoints, false);
+    validPoints_ = copyCloudPoints(cDat, kCloudPoints, frame.points.data(), frame.depth.data());
     finishFrame();
 }
 
 void CloudPoint::paintCpDat(RgbPointcloudData* rgbcDat) {
     std::lock_guard<std::mutex> lock(cloudMutex);
-    BusyScope busy(idle_);
     if (!visible_ || !rgbcDat) return;
     const CloudGrid grid = cloudGridFor(rgbcDat->cols());
-    pipeline_->resize(grid.points());
-    pipeline_->useColours(coloured_);
-    validPoints_ = copyRgbCloudPoints(*rgbcDat, grid, pipeline_->points(), pipeline_->depth(),
-                                      coloured_ ? pipeline_->colours() : nullptr);
+    StagedCloud& frame = renderer_->spare();
+    frame.prepare(grid.points(), coloured_);
+    validPoints_ = copyRgbCloudPoints(*rgbcDat, grid, frame.points.data(), frame.depth.data(),
+                                      coloured_ ? frame.colours.data() : nullptr);
     finishFrame();
 }
 
 void CloudPoint::finishFrame() {
-    pipeline_->markModified();
-    render();
-    if (firstFrame_) {
-        // Twice: the first render after a clear sets the clipping range from
-        // an empty cloud, the second puts the camera right for the new one.
-        SetCamera(CAMERA_MAIN_VIEW);
-        firstFrame_ = false;
-        SetCamera(CAMERA_MAIN_VIEW);
-        qDebug() << "firstPCDat" << firstFrame_;
-    }
-}
-
-void CloudPoint::render() {
-    if (visible_) renderWindow()->Render();
+    renderer_->submit();
+    if (!firstFrame_) return;
+    // The camera jobs queue behind the frame, so they place the camera for
+    // the cloud that is now in. Set twice, around clearing the flag, as the
+    // log has always shown it.
+    SetCamera(CAMERA_MAIN_VIEW);
+    firstFrame_ = false;
+    SetCamera(CAMERA_MAIN_VIEW);
+    qDebug() << "firstPCDat" << firstFrame_;
 }
 
 void CloudPoint::clearWindow() {
     std::lock_guard<std::mutex> lock(cloudMutex);
     firstFrame_ = true;
-    pipeline_->resize(cloudGridFor(unsigned(width_)).points());
-    pipeline_->useColours(false);
-    std::fill_n(pipeline_->points(), std::size_t(pipeline_->size()) * 3, 0.0f);
-    std::fill_n(pipeline_->depth(), std::size_t(pipeline_->size()), 0.0f);
+    StagedCloud& frame = renderer_->spare();
+    frame.prepare(cloudGridFor(unsigned(width_)).points(), false);
+    std::fill(frame.points.begin(), frame.points.end(), 0.0f);
+    std::fill(frame.depth.begin(), frame.depth.end(), 0.0f);
     validPoints_ = 0;
-    pipeline_->markModified();
-    render();
+    renderer_->submit();
     qDebug() << "firstPCDat" << firstFrame_;
 }
 
 void CloudPoint::SetCamera(CameraPosType type) {
-    // The drawing area, which is smaller than the widget once the buttons are in.
-    const QWindow* area = embeddedOpenGLWindow();
-    const CameraPreset preset = cameraPreset(type, area->width(), area->height());
+    const CameraPreset preset = cameraPreset(type, canvas_->width(), canvas_->height());
     qDebug() << "sproportion" << preset.sproportion << "best" << kBestProportion;
     qDebug() << "cameraAddDis" << preset.cameraAddDis;
-    pipeline_->applyCamera(preset);
-    render();
+    renderer_->applyCamera(preset);
     cameraType_ = type;
 }
 
 void CloudPoint::setRange(double min, double max) {
-    pipeline_->setScalarRange(min, max);
+    renderer_->setScalarRange(min, max);
     qDebug() << "setRange" << min << max;
-    render();
 }
 
 void CloudPoint::setDataDimensions(int width, int height) {
@@ -167,21 +139,83 @@ void CloudPoint::addButton() {
         row->addWidget(buttons_[i]);
     }
     row->addStretch();
-    // The base class lays the embedded window out in a vertical box.
     if (auto* box = qobject_cast<QBoxLayout*>(layout())) box->insertLayout(0, row);
 }
 
 void CloudPoint::mouseDoubleClickEvent(QMouseEvent* ev) {
     emit showNorm(this);
-    QVTKOpenGLStereoWidget::mouseDoubleClickEvent(ev);
+    QWidget::mouseDoubleClickEvent(ev);
 }
 
 void CloudPoint::showEvent(QShowEvent* ev) {
     visible_ = true;
-    QVTKOpenGLStereoWidget::showEvent(ev);
+    renderer_->setVisible(true);
+    QWidget::showEvent(ev);
 }
 
 void CloudPoint::hideEvent(QHideEvent* ev) {
     visible_ = false;
-    QVTKOpenGLStereoWidget::hideEvent(ev);
+    renderer_->setVisible(false);
+    QWidget::hideEvent(ev);
+}
+
+bool CloudPoint::eventFilter(QObject* watched, QEvent* ev) {
+    if (watched != canvas_) return QWidget::eventFilter(watched, ev);
+    switch (ev->type()) {
+    case QEvent::Paint: {
+        QPainter painter(canvas_);
+        // Until the first picture at a new size arrives, the old one is shown
+        // as it was and the rest of the area is background.
+        painter.fillRect(canvas_->rect(), Qt::black);
+        if (!shownPicture_.isNull()) painter.drawImage(0, 0, shownPicture_);
+        if (shownPicture_.cacheKey() != lastShownKey_) {
+            lastShownKey_ = shownPicture_.cacheKey();
+            ++shown_;
+        }
+        return true;
+    }
+    case QEvent::Resize:
+        renderer_->setSize(canvas_->width(), canvas_->height());
+        return false;
+    case QEvent::MouseButtonPress:
+    case QEvent::MouseButtonRelease:
+    case QEvent::MouseMove:
+    case QEvent::Wheel:
+        forwardPointer(ev);
+        return true;
+    default:
+        return false;
+    }
+}
+
+void CloudPoint::forwardPointer(QEvent* ev) {
+    using Mouse = CloudRenderer::Mouse;
+    if (ev->type() == QEvent::Wheel) {
+        auto* wheel = static_cast<QWheelEvent*>(ev);
+        const int delta = wheel->angleDelta().y();
+        if (delta == 0) return;
+        const QPoint at = wheel->position().toPoint();
+        renderer_->mouse(delta > 0 ? Mouse::WheelForward : Mouse::WheelBackward, at.x(), at.y(),
+                         wheel->modifiers() & Qt::ControlModifier, wheel->modifiers() & Qt::ShiftModifier);
+        return;
+    }
+    auto* m = static_cast<QMouseEvent*>(ev);
+    Mouse what = Mouse::Move;
+    if (ev->type() != QEvent::MouseMove) {
+        const bool down = ev->type() == QEvent::MouseButtonPress;
+        switch (m->button()) {
+        case Qt::LeftButton:
+            what = down ? Mouse::LeftDown : Mouse::LeftUp;
+            break;
+        case Qt::MiddleButton:
+            what = down ? Mouse::MiddleDown : Mouse::MiddleUp;
+            break;
+        case Qt::RightButton:
+            what = down ? Mouse::RightDown : Mouse::RightUp;
+            break;
+        default:
+            return;
+        }
+    }
+    renderer_->mouse(what, m->x(), m->y(), m->modifiers() & Qt::ControlModifier, m->modifiers() & Qt::ShiftModifier);
 }

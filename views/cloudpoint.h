@@ -2,27 +2,28 @@
 // three camera presets, an axes marker in the corner. Frames arrive on the
 // GUI thread; while the view is hidden they are dropped at once.
 //
-// Hosted in QVTKOpenGLStereoWidget (a QOpenGLWindow in a window container),
-// not QVTKOpenGLNativeWidget: under software GL the native widget's extra
-// composition of the full window costs about a third to a half of the frame
-// rate of a full-window cloud (bench/views/cloud_bench). The price is that
-// nothing can be drawn over the view, so the preset buttons sit above it.
+// The cloud is drawn on a thread of its own (CloudRenderer) and shown here as
+// a picture, so a render never holds up the 2D panes. State the window reads
+// (point count, camera type, first-frame flag) is kept here, as values.
 #pragma once
 
-#include <QVTKOpenGLStereoWidget.h>
+#include <QImage>
+#include <QWidget>
 
-#include <atomic>
+#include <functional>
 #include <memory>
 #include <mutex>
 
 #include "cloudcamera.h"
 #include "cloudframe.h"
+#include "handover.h"
 
 class CloudPipeline;
+class CloudRenderer;
 class QPushButton;
-class vtkOrientationMarkerWidget;
+class vtkRenderWindow;
 
-class CloudPoint : public QVTKOpenGLStereoWidget {
+class CloudPoint : public QWidget {
     Q_OBJECT
 public:
     explicit CloudPoint(QWidget* parent = nullptr);
@@ -35,12 +36,19 @@ public:
     int pointcloudeNum() const;
     CameraPosType cameraType() const { return cameraType_; }
     // False while an update is under way.
-    bool idle() const { return idle_; }
+    bool idle() const;
     // Set by clearWindow: the next drawn frame puts the camera back to the main view.
     bool firstFrame() const { return firstFrame_; }
     bool rgbPoint() const { return coloured_; }
     QSize dataDimensions() const { return QSize(width_, height_); }
-    CloudPipeline& pipeline() { return *pipeline_; }
+    // The drawing area, below the preset buttons once they are in.
+    QWidget* canvas() const { return canvas_; }
+    // Pictures of the cloud drawn so far, and those put on screen.
+    uint64_t renders() const;
+    uint64_t picturesShown() const { return shown_; }
+    // Runs `fn` where the cloud is drawn, after everything asked so far has
+    // been drawn, and waits for it. For tests and benchmarks.
+    void inspect(const std::function<void(CloudPipeline&, vtkRenderWindow&)>& fn);
 
 signals:
     void showNorm(CloudPoint* myself);
@@ -64,16 +72,25 @@ protected:
     void mouseDoubleClickEvent(QMouseEvent* ev) override;
     void showEvent(QShowEvent* ev) override;
     void hideEvent(QHideEvent* ev) override;
+    bool eventFilter(QObject* watched, QEvent* ev) override;
 
 private:
     // Shared tail of both paint slots, with cloudMutex held.
     void finishFrame();
-    void render();
+    void forwardPointer(QEvent* ev);
 
-    std::unique_ptr<CloudPipeline> pipeline_;
-    vtkOrientationMarkerWidget* marker_ = nullptr;
+    QWidget* canvas_ = nullptr;
+    Handover handover_;
+    std::unique_ptr<CloudRenderer> renderer_;
+    // The newest picture from the render thread, and whether a hand-over of
+    // it is already on its way.
+    std::mutex pictureMutex_;
+    QImage picture_;
+    bool picturePosted_ = false;
+    QImage shownPicture_;
+    qint64 lastShownKey_ = 0;
+    uint64_t shown_ = 0;
     std::mutex cloudMutex;
-    std::atomic<bool> idle_{true};
     bool firstFrame_ = true;
     bool visible_ = false;
     bool coloured_ = false;

@@ -1,6 +1,5 @@
 #include "cloudpoint.h"
 
-#include <QVTKOpenGLWindow.h>
 #include <gtest/gtest.h>
 #include <vtkCallbackCommand.h>
 #include <vtkCamera.h>
@@ -16,7 +15,13 @@
 #include <QPushButton>
 #include <QSignalSpy>
 #include <QTest>
+#include <QWheelEvent>
+#include <atomic>
 #include <cstdlib>
+#include <functional>
+#include <mutex>
+#include <string>
+#include <thread>
 #include <memory>
 #include <vector>
 
@@ -49,17 +54,47 @@ protected:
         ASSERT_TRUE(QTest::qWaitForWindowExposed(view.get()));
     }
 
-    vtkPolyData* poly() { return view->pipeline().polyData(); }
-    std::array<double, 3> point(vtkIdType i) {
-        std::array<double, 3> p{};
-        poly()->GetPoints()->GetPoint(i, p.data());
-        return p;
+    // Reads the drawing side once everything asked so far has been drawn.
+    template <typename T>
+    T drawn(const std::function<T(CloudPipeline&)>& read) {
+        T value{};
+        view->inspect([&](CloudPipeline& p, vtkRenderWindow&) { value = read(p); });
+        return value;
     }
-    double depth(vtkIdType i) { return view->pipeline().depth()[i]; }
+    vtkIdType pointCount() {
+        return drawn<vtkIdType>([](CloudPipeline& p) { return p.polyData()->GetNumberOfPoints(); });
+    }
+    std::array<double, 3> point(vtkIdType i) {
+        return drawn<std::array<double, 3>>([i](CloudPipeline& p) {
+            std::array<double, 3> xyz{};
+            p.polyData()->GetPoints()->GetPoint(i, xyz.data());
+            return xyz;
+        });
+    }
+    double depth(vtkIdType i) {
+        return drawn<double>([i](CloudPipeline& p) { return p.depth()[i]; });
+    }
     std::array<double, 3> cameraPosition() {
-        std::array<double, 3> p{};
-        view->pipeline().renderer()->GetActiveCamera()->GetPosition(p.data());
-        return p;
+        return drawn<std::array<double, 3>>([](CloudPipeline& p) {
+            std::array<double, 3> xyz{};
+            p.renderer()->GetActiveCamera()->GetPosition(xyz.data());
+            return xyz;
+        });
+    }
+    // Non-black pixels of what the window shows of the view.
+    int litPixels() {
+        const QImage shown = view->canvas()->grab().toImage();
+        int lit = 0;
+        for (int y = 0; y < shown.height(); y += 4)
+            for (int x = 0; x < shown.width(); x += 4) lit += (shown.pixel(x, y) & 0xffffff) != 0;
+        return lit;
+    }
+
+    vtkIdType cellCount() {
+        return drawn<vtkIdType>([](CloudPipeline& p) { return p.polyData()->GetVerts()->GetNumberOfCells(); });
+    }
+    std::string scalarsName() {
+        return drawn<std::string>([](CloudPipeline& p) { return p.polyData()->GetPointData()->GetScalars()->GetName(); });
     }
 
     std::unique_ptr<CloudPoint> view;
@@ -73,7 +108,7 @@ TEST_F(CloudPointTest, ValidityRuleAtTheLimits) {
     xyz[11] = 14999.5f;                   // point 3: just inside
     xyz[3 * (kCloudPoints - 1) + 2] = 0;  // last: no measurement
     view->paintCpDat(xyz.data());
-    ASSERT_EQ(poly()->GetNumberOfPoints(), kCloudPoints);
+    ASSERT_EQ(pointCount(), kCloudPoints);
     EXPECT_EQ(point(0), (std::array<double, 3>{0, 0, 0}));
     EXPECT_EQ(depth(0), 0.0);
     EXPECT_EQ(point(1), (std::array<double, 3>{0, 0, 0}));
@@ -82,11 +117,11 @@ TEST_F(CloudPointTest, ValidityRuleAtTheLimits) {
     EXPECT_EQ(depth(3), 14999.5);
     EXPECT_EQ(point(kCloudPoints - 1), (std::array<double, 3>{0, 0, 0}));
     EXPECT_EQ(point(kCloudWidth + 5), (std::array<double, 3>{5 - 320, 1 - 240, 1000}));
-    EXPECT_EQ(view->pointcloudeNum(), kCloudPoints - 3);
+    EXPECT_EQ(view->pointcloudeNum(), kCloudPoints - 3) << "counted when the frame is taken, not when drawn";
     EXPECT_TRUE(view->idle());
 }
 
-TEST_F(CloudPointTest, BusyWhileRenderingIdleAfter) {
+TEST_F(CloudPointTest, BusyUntilDrawnThenOnScreen) {
     struct Watch {
         CloudPoint* view;
         std::vector<bool> seen;
@@ -97,21 +132,83 @@ TEST_F(CloudPointTest, BusyWhileRenderingIdleAfter) {
         auto* w = static_cast<Watch*>(data);
         w->seen.push_back(w->view->idle());
     });
-    view->renderWindow()->AddObserver(vtkCommand::StartEvent, onRender);
     std::vector<float> xyz = flatCloud(2000);
+    view->paintCpDat(xyz.data());  // the first frame also moves the camera, after the frame is done
+    view->inspect([&](CloudPipeline&, vtkRenderWindow& window) { window.AddObserver(vtkCommand::StartEvent, onRender); });
     view->paintCpDat(xyz.data());
-    ASSERT_FALSE(watch.seen.empty()) << "a visible view renders every frame";
+    const uint64_t before = view->renders();
+    view->inspect([](CloudPipeline&, vtkRenderWindow&) {});
+    ASSERT_FALSE(watch.seen.empty()) << "a visible view draws every frame it takes";
     for (bool idle : watch.seen) EXPECT_FALSE(idle) << "the view must not read as idle during the update";
     EXPECT_TRUE(view->idle());
+    EXPECT_GT(view->renders(), before);
+    view->inspect([&](CloudPipeline&, vtkRenderWindow& window) { window.RemoveObserver(onRender); });
+
+    // The drawn picture reaches the screen: a flat cloud at 2 m fills the
+    // middle of the main view.
+    ASSERT_TRUE(QTest::qWaitFor([&] { return litPixels() > 500; }, 5000)) << litPixels() << " lit";
+    EXPECT_GT(view->picturesShown(), 0u);
+    view->clearWindow();
+    ASSERT_TRUE(QTest::qWaitFor([&] { return litPixels() < 50; }, 5000)) << "a cleared view shows only the axes";
+}
+
+TEST_F(CloudPointTest, FramesArrivingDuringARenderAreDrawnOnceAsTheNewest) {
+    const std::vector<float> clouds[] = {flatCloud(1000), flatCloud(2000), flatCloud(3000), flatCloud(4000)};
+    // The drawing side is held until all four are in, so they meet in one batch.
+    std::mutex gate;
+    std::unique_lock<std::mutex> hold(gate);
+    std::atomic<bool> held{false};
+    std::thread blocker([&] {
+        view->inspect([&](CloudPipeline&, vtkRenderWindow&) {
+            held = true;
+            std::lock_guard<std::mutex> wait(gate);
+        });
+    });
+    ASSERT_TRUE(QTest::qWaitFor([&] { return held.load(); }, 5000));
+    const uint64_t before = view->renders();
+    for (const auto& c : clouds) view->paintCpDat(const_cast<float*>(c.data()));
+    EXPECT_FALSE(view->idle());
+    hold.unlock();
+    blocker.join();
+    EXPECT_EQ(depth(kCloudWidth + 5), 4000.0);
+    EXPECT_TRUE(view->idle()) << "replaced frames count as done";
+    EXPECT_EQ(view->renders() - before, 1u);
+}
+
+TEST_F(CloudPointTest, DraggingRotatesTheCamera) {
+    std::vector<float> xyz = flatCloud(1500);
+    view->paintCpDat(xyz.data());
+    const auto start = cameraPosition();
+    QWidget* canvas = view->canvas();
+    const QPoint from = canvas->rect().center();
+    QTest::mousePress(canvas, Qt::LeftButton, Qt::NoModifier, from);
+    for (int dx = 10; dx <= 100; dx += 10) {
+        QMouseEvent move(QEvent::MouseMove, from + QPoint(dx, 0), Qt::NoButton, Qt::LeftButton, Qt::NoModifier);
+        QApplication::sendEvent(canvas, &move);
+    }
+    QTest::mouseRelease(canvas, Qt::LeftButton, Qt::NoModifier, from + QPoint(100, 0));
+    const auto turned = cameraPosition();
+    EXPECT_NE(turned[0], start[0]) << "a sideways drag swings the camera round the cloud";
+
+    QWheelEvent wheel(QPointF(from), QPointF(canvas->mapToGlobal(from)), QPoint(), QPoint(0, 120), Qt::NoButton,
+                      Qt::NoModifier, Qt::NoScrollPhase, false);
+    QApplication::sendEvent(canvas, &wheel);
+    const auto zoomed = cameraPosition();
+    const double focus = drawn<double>([](CloudPipeline& p) { return p.renderer()->GetActiveCamera()->GetDistance(); });
+    EXPECT_NE(zoomed, turned);
+    EXPECT_GT(focus, 0.0);
 }
 
 TEST_F(CloudPointTest, HiddenViewDropsFrames) {
     std::vector<float> xyz = flatCloud(1000);
     view->paintCpDat(xyz.data());
+    EXPECT_EQ(depth(kCloudWidth + 5), 1000.0);
     view->hide();
     std::vector<float> other = flatCloud(3000);
+    const uint64_t renders = view->renders();
     view->paintCpDat(other.data());
-    EXPECT_TRUE(view->idle());
+    EXPECT_TRUE(view->idle()) << "dropped at once";
+    EXPECT_EQ(view->renders(), renders);
     EXPECT_EQ(depth(kCloudWidth + 5), 1000.0) << "a hidden view keeps the last frame";
     view->show();
     ASSERT_TRUE(QTest::qWaitForWindowExposed(view.get()));
@@ -120,7 +217,7 @@ TEST_F(CloudPointTest, HiddenViewDropsFrames) {
 }
 
 TEST_F(CloudPointTest, FirstFrameAfterClearResetsCameraToMainView) {
-    const QWindow* area = view->embeddedOpenGLWindow();
+    const QWidget* area = view->canvas();
     const double add = cameraPreset(CAMERA_MAIN_VIEW, area->width(), area->height()).cameraAddDis;
     std::vector<float> xyz = flatCloud(1000);
     view->paintCpDat(xyz.data());
@@ -159,36 +256,38 @@ TEST_F(CloudPointTest, ColouredFramesAndDimensions) {
     view->configurePoints(true, kCloudPoints, 1920, 1080);
     EXPECT_EQ(view->dataDimensions(), QSize(1920, 1080));
     view->paintCpDat(&frame);
-    ASSERT_EQ(poly()->GetNumberOfPoints(), 518400);
+    ASSERT_EQ(pointCount(), 518400);
     EXPECT_EQ(view->pointcloudeNum(), 518399);
-    EXPECT_STREQ(poly()->GetPointData()->GetScalars()->GetName(), "colour");
-    EXPECT_EQ(view->pipeline().colours()[0], 10);
-    EXPECT_EQ(view->pipeline().colours()[3], 0) << "invalid point is black";
-    EXPECT_EQ(poly()->GetVerts()->GetNumberOfCells(), 518400);
+    EXPECT_EQ(scalarsName(), "colour");
+    EXPECT_EQ(drawn<int>([](CloudPipeline& p) { return p.colours()[0]; }), 10);
+    EXPECT_EQ(drawn<int>([](CloudPipeline& p) { return p.colours()[3]; }), 0) << "invalid point is black";
+    EXPECT_EQ(cellCount(), 518400);
 
     view->clearWindow();  // a 1920-wide grid clears 518,400 points
-    EXPECT_EQ(poly()->GetNumberOfPoints(), 518400);
+    EXPECT_EQ(pointCount(), 518400);
     EXPECT_EQ(point(100), (std::array<double, 3>{0, 0, 0}));
 
     view->configurePoints(false, kCloudPoints, 640, 480);
     std::vector<float> xyz = flatCloud(1000);
     view->paintCpDat(xyz.data());
-    EXPECT_EQ(poly()->GetNumberOfPoints(), kCloudPoints);
-    EXPECT_EQ(poly()->GetVerts()->GetNumberOfCells(), kCloudPoints);
-    EXPECT_STREQ(poly()->GetPointData()->GetScalars()->GetName(), "depth");
+    EXPECT_EQ(pointCount(), kCloudPoints);
+    EXPECT_EQ(cellCount(), kCloudPoints);
+    EXPECT_EQ(scalarsName(), "depth");
 }
 
 TEST_F(CloudPointTest, RangeMultisamplingDoubleClickAndButtons) {
     view->setRange(300, 4000);
-    double range[2];
-    view->pipeline().mapper()->GetScalarRange(range);
-    EXPECT_EQ(range[0], 300.0);
-    EXPECT_EQ(range[1], 4000.0);
-    EXPECT_EQ(view->renderWindow()->GetMultiSamples(), 0);
+    view->inspect([](CloudPipeline& p, vtkRenderWindow& window) {
+        double range[2];
+        p.mapper()->GetScalarRange(range);
+        EXPECT_EQ(range[0], 300.0);
+        EXPECT_EQ(range[1], 4000.0);
+        EXPECT_EQ(window.GetMultiSamples(), 0);
+    });
 
     QSignalSpy norm(view.get(), &CloudPoint::showNorm);
     QMouseEvent dbl(QEvent::MouseButtonDblClick, QPoint(20, 20), Qt::LeftButton, Qt::LeftButton, Qt::NoModifier);
-    QApplication::sendEvent(view->embeddedOpenGLWindow(), &dbl);  // the widget sees what lands on its window
+    QApplication::sendEvent(view->canvas(), &dbl);  // the view sees what lands on its drawing area
     ASSERT_EQ(norm.count(), 1);
     EXPECT_EQ(norm.at(0).at(0).value<CloudPoint*>(), view.get());
 
