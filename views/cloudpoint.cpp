@@ -42,8 +42,12 @@ CloudPoint::CloudPoint(QWidget* parent) : QWidget(parent), canvas_(new QWidget(t
     renderer_->applyCamera(cameraPreset(CAMERA_MAIN_VIEW, canvas_->width(), canvas_->height()));
 }
 
-// The render thread is stopped before the hand-over it posts to goes.
-CloudPoint::~CloudPoint() { renderer_.reset(); }
+// The render thread is stopped before the hand-over it posts to goes, and the
+// drawing area no longer reports to a view without a renderer.
+CloudPoint::~CloudPoint() {
+    canvas_->removeEventFilter(this);
+    renderer_.reset();
+}
 
 bool CloudPoint::idle() const { return renderer_->idle(); }
 
