@@ -14,6 +14,7 @@
 #include <pthread.h>
 
 #include <algorithm>
+#include <cstdlib>
 #include <cstring>
 #include <utility>
 
@@ -80,7 +81,11 @@ struct CloudRenderer::Scene {
         window->Finalize();
     }
 
-    bool canDraw() const { return visible && width > 0 && height > 0; }
+    // VTK's X render window aborts the process when it cannot reach a display;
+    // without one the view keeps its jobs but never draws.
+    const bool haveDisplay = std::getenv("DISPLAY") && *std::getenv("DISPLAY");
+
+    bool canDraw() const { return haveDisplay && visible && width > 0 && height > 0; }
 
     QImage& freePicture() {
         for (QImage& p : pictures)
