@@ -12,6 +12,9 @@
 #include <vtkUnsignedCharArray.h>
 
 #include <pthread.h>
+#include <sys/resource.h>
+#include <sys/syscall.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <cstdlib>
@@ -19,6 +22,10 @@
 #include <utility>
 
 #include "cloudpipeline.h"
+
+namespace {
+constexpr int kRenderNice = 5;
+}  // namespace
 
 void StagedCloud::prepare(int n, bool withColours) {
     count = n;
@@ -227,6 +234,10 @@ void CloudRenderer::inspect(const std::function<void(CloudPipeline&, vtkRenderWi
 
 void CloudRenderer::run() {
     pthread_setname_np(pthread_self(), "cloud-render");  // for profilers and debuggers
+    // When the machine is short of CPU, the 2D panes and the frame workers go
+    // first: a 3D picture late by a frame matters less than a 2D pane that
+    // stutters. The software rasteriser's threads, started from here, inherit it.
+    setpriority(PRIO_PROCESS, pid_t(syscall(SYS_gettid)), kRenderNice);
     Scene scene;
     std::deque<Job> batch;
     for (;;) {
