@@ -51,6 +51,9 @@ struct CloudRenderer::Scene {
     bool dirty = false;   // something changed since the last picture
     int consumed = 0;     // submissions taken in since the last picture
     std::vector<std::function<void()>> afterBatch;
+    // VTK's X render window aborts the process when it cannot reach a display;
+    // without one the view keeps its jobs but never draws.
+    const bool haveDisplay = std::getenv("DISPLAY") && *std::getenv("DISPLAY");
 
     Scene() {
         window = vtkSmartPointer<vtkRenderWindow>::New();
@@ -85,12 +88,8 @@ struct CloudRenderer::Scene {
     ~Scene() {
         marker->SetEnabled(0);
         // The GL resources go while the context can still be made current.
-        window->Finalize();
+        if (haveDisplay) window->Finalize();
     }
-
-    // VTK's X render window aborts the process when it cannot reach a display;
-    // without one the view keeps its jobs but never draws.
-    const bool haveDisplay = std::getenv("DISPLAY") && *std::getenv("DISPLAY");
 
     bool canDraw() const { return haveDisplay && visible && width > 0 && height > 0; }
 
