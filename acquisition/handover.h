@@ -20,7 +20,8 @@ public:
     Handover() = default;
 
     // Runs `fn` on this object's thread, unless `context` is gone by then.
-    // A context living on another thread gets `fn` through Qt's queue.
+    // A context living on another thread gets `fn` on its own thread, by the
+    // same kind of queue.
     void post(QObject* context, std::function<void()> fn);
 
 private:
